@@ -1,0 +1,343 @@
+/*
+ * ztkrn.h - the public interface of the ztkrn imaging kernel.
+ *
+ * Plain C (C99 or later, or C++), C linkage. Every exported function takes
+ * the address of a BitmapHandle record owned by the caller; the storage,
+ * palette, region and gray table it points at belong to the library until
+ * Z_FreeBitmap.
+ */
+#ifndef ZTKRN_H
+#define ZTKRN_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+#if defined(_WIN32)
+#include <windows.h>
+#endif
+
+/* One calling convention for every exported function and every callback. */
+#if defined(_WIN32) && !defined(_WIN64)
+#define ZAPI __stdcall
+#else
+#define ZAPI
+#endif
+
+#if defined(_WIN32)
+#define ZTKRN_EXPORT
+#elif defined(__GNUC__)
+#define ZTKRN_EXPORT __attribute__((visibility("default")))
+#else
+#define ZTKRN_EXPORT
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* ------------------------------------------------------------------ */
+/* Basic types                                                         */
+/* ------------------------------------------------------------------ */
+
+/* An operating-system handle: a file, a mapping, a global block or a
+ * logical palette. Pointer-sized on every platform. */
+typedef void *ZHANDLE;
+typedef ZHANDLE ZHPALETTE;
+
+/* The invalid file handle returned by the open and create calls. */
+#define Z_INVALID_HANDLE ((ZHANDLE)(intptr_t)-1)
+
+#if defined(_WIN32)
+/* RGBQUAD and RECT are the system's own (from windows.h). */
+#else
+typedef struct tagRGBQUAD {
+    uint8_t rgbBlue;
+    uint8_t rgbGreen;
+    uint8_t rgbRed;
+    uint8_t rgbReserved;
+} RGBQUAD;
+
+/* Right and bottom are exclusive. */
+typedef struct tagRECT {
+    int32_t left;
+    int32_t top;
+    int32_t right;
+    int32_t bottom;
+} RECT;
+#endif
+
+/* A colour: red in the low byte, then green, blue, and a tag byte. */
+typedef uint32_t ColorValue;
+
+/* ------------------------------------------------------------------ */
+/* Result codes                                                        */
+/* ------------------------------------------------------------------ */
+
+#define Z_OK 1
+#define Z_ERR_NOMEM (-1)
+#define Z_ERR_NOBITMAP (-2)
+#define Z_ERR_SEEK (-4)
+#define Z_ERR_WRITE (-5)
+#define Z_ERR_READ (-7)
+#define Z_ERR_EMPTY (-11)
+#define Z_ERR_PARAM (-13)
+#define Z_ERR_FORMAT (-16)
+#define Z_ERR_BITSPERPIXEL (-27)
+#define Z_ERR_NODISPATCH (-30)
+#define Z_ERR_GATE (-143)
+#define Z_ERR_HOTKEY_REMOVE (-312)
+#define Z_ERR_HOTKEY_CREATE (-313)
+#define Z_ERR_LOCKED (-314)
+
+#define COLOR_INVALID ((ColorValue)0x80000000u)
+
+/* ------------------------------------------------------------------ */
+/* The bitmap record                                                   */
+/* ------------------------------------------------------------------ */
+
+#define BITMAP_ALLOCATED 0x0001u
+#define BITMAP_INMEMORY 0x0002u
+#define BITMAP_ONDISK 0x0004u
+#define BITMAP_LOCKED 0x0010u
+#define BITMAP_CLIENTBIT 0x0020u
+#define BITMAP_PLAYBACK1 0x0040u
+#define BITMAP_PLAYBACK2 0x0080u
+#define BITMAP_COMPRESSED 0x0100u
+#define BITMAP_NEGATIVE 0x0200u
+#define BITMAP_MIRROR 0x0400u
+#define BITMAP_GRAYLUT 0x0800u
+#define BITMAP_GLOBALBLOCK 0x1000u
+
+/* Storage requests for Z_AllocateBitmap. */
+#define MEMORY_ANY 1
+#define MEMORY_DISK 128
+#define MEMORY_NODISK 256
+#define MEMORY_COMPRESSED 512
+
+struct DitherState;
+struct ZarnRgn;
+
+/* 34 words in a fixed order, shared with hosts and sibling modules. */
+typedef struct BitmapHandle {
+    ZHANDLE Storage;            /* global block, mapping or temporary file */
+    void *Data;                 /* pixels, file name or compressed row table */
+    int32_t Width;
+    int32_t Height;
+    int32_t BitsPerPixel;
+    uint32_t BytesPerLine;
+    uint32_t CurrentRowOffset;
+    uint32_t CurrentRow;
+    uint32_t Flags;
+    int32_t ColorCount;
+    ZHPALETTE Palette;
+    int32_t ViewPerspective;
+    int32_t Order;
+    uint32_t Size;
+    struct DitherState *DitherState;
+    uint32_t DitheringMethod;
+    struct ZarnRgn *Region;
+    int32_t XResolution;
+    int32_t YResolution;
+    uint32_t PlaybackValue1;
+    uint32_t PlaybackValue2;
+    uint32_t PlaybackValue3;
+    ColorValue PlaybackColor1;
+    ColorValue PlaybackColor2;
+    uint32_t PlaybackValue4;
+    int32_t LowBit;
+    int32_t HighBit;
+    RGBQUAD *GrayLUT;
+    uint32_t GrayLUTLength;
+    uint32_t DataOffset;
+    int32_t LowValue;
+    int32_t HighValue;
+    int32_t BaseLowBit;
+    int32_t BaseHighBit;
+} BitmapHandle;
+
+/* The record is 34 words: in a 32-bit build exactly 136 bytes. Wider
+ * builds widen the six pointer and handle fields and pad for alignment. */
+#if UINTPTR_MAX == 0xFFFFFFFFu
+typedef char ztkrn_record_is_136_bytes[(sizeof(BitmapHandle) == 136) ? 1 : -1];
+#endif
+
+/* ------------------------------------------------------------------ */
+/* Module settings and version                                         */
+/* ------------------------------------------------------------------ */
+
+typedef int32_t(ZAPI *ZSTATUSCALLBACK)(int32_t percent);
+
+typedef struct ZarnVersionInfo {
+    char Product[60];
+    int32_t Level;
+    int32_t Major;
+    int32_t Minor;
+    char Date[16];
+    char Time[16];
+} ZarnVersionInfo;
+
+ZTKRN_EXPORT int32_t ZAPI Z_SetDefaultXResolution(int32_t value);
+ZTKRN_EXPORT int32_t ZAPI Z_GetDefaultXResolution(void);
+ZTKRN_EXPORT int32_t ZAPI Z_SetDefaultYResolution(int32_t value);
+ZTKRN_EXPORT int32_t ZAPI Z_GetDefaultYResolution(void);
+ZTKRN_EXPORT int32_t ZAPI Z_DefaultDithering(uint32_t method);
+ZTKRN_EXPORT ZSTATUSCALLBACK ZAPI Z_SetStatusCallBack(ZSTATUSCALLBACK fn);
+ZTKRN_EXPORT ZSTATUSCALLBACK ZAPI Z_GetStatusCallBack(void);
+ZTKRN_EXPORT int32_t ZAPI Z_VersionInfo(ZarnVersionInfo *info);
+
+/* ------------------------------------------------------------------ */
+/* The system layer                                                    */
+/* ------------------------------------------------------------------ */
+
+typedef ZHANDLE(ZAPI *ZOPENPROC)(const char *name, int32_t openFlags,
+                                 int32_t permission);
+typedef int32_t(ZAPI *ZREADPROC)(ZHANDLE file, void *buffer, uint32_t count);
+typedef int32_t(ZAPI *ZWRITEPROC)(ZHANDLE file, const void *buffer,
+                                  uint32_t count);
+typedef uint32_t(ZAPI *ZSEEKPROC)(ZHANDLE file, int32_t offset, int32_t origin);
+typedef int32_t(ZAPI *ZCLOSEPROC)(ZHANDLE file);
+
+ZTKRN_EXPORT void *ZAPI Z_OsAlloc(uint32_t size);
+ZTKRN_EXPORT void *ZAPI Z_OsAllocInit(uint32_t size, int32_t zeroFill);
+ZTKRN_EXPORT void *ZAPI Z_OsReAlloc(void *block, uint32_t size);
+ZTKRN_EXPORT int32_t ZAPI Z_OsFree(void *block);
+ZTKRN_EXPORT ZHANDLE ZAPI Z_OsCreat(const char *name, int32_t attributes);
+ZTKRN_EXPORT int32_t ZAPI Z_OsGetTempName(char *name);
+ZTKRN_EXPORT ZHANDLE ZAPI Z_OsOpen(const char *name, int32_t openFlags,
+                                   int32_t permission);
+ZTKRN_EXPORT int32_t ZAPI Z_OsRead(ZHANDLE file, void *buffer, uint32_t count);
+ZTKRN_EXPORT int32_t ZAPI Z_OsWrite(ZHANDLE file, const void *buffer,
+                                    uint32_t count);
+ZTKRN_EXPORT uint32_t ZAPI Z_OsSeek(ZHANDLE file, int32_t offset,
+                                    int32_t origin);
+ZTKRN_EXPORT int32_t ZAPI Z_OsClose(ZHANDLE file);
+ZTKRN_EXPORT int32_t ZAPI Z_OsDelete(const char *name);
+
+/* Redirected I/O for the file-format modules, per thread. */
+ZTKRN_EXPORT void ZAPI Z_RedirectIO(ZOPENPROC open, ZREADPROC read,
+                                    ZWRITEPROC write, ZSEEKPROC seek,
+                                    ZCLOSEPROC close);
+ZTKRN_EXPORT void ZAPI Z_FilterIO(ZOPENPROC *open, ZREADPROC *read,
+                                  ZWRITEPROC *write, ZSEEKPROC *seek,
+                                  ZCLOSEPROC *close);
+ZTKRN_EXPORT ZHANDLE ZAPI Z_RedirectedOpen(const char *name, int32_t openFlags,
+                                           int32_t permission);
+ZTKRN_EXPORT int32_t ZAPI Z_RedirectedRead(ZHANDLE file, void *buffer,
+                                           uint32_t count);
+ZTKRN_EXPORT int32_t ZAPI Z_RedirectedWrite(ZHANDLE file, const void *buffer,
+                                            uint32_t count);
+ZTKRN_EXPORT uint32_t ZAPI Z_RedirectedSeek(ZHANDLE file, int32_t offset,
+                                            int32_t origin);
+ZTKRN_EXPORT int32_t ZAPI Z_RedirectedClose(ZHANDLE file);
+
+/* ------------------------------------------------------------------ */
+/* Bitmap lifetime                                                     */
+/* ------------------------------------------------------------------ */
+
+ZTKRN_EXPORT int32_t ZAPI Z_InitBitmap(BitmapHandle *bitmap, int32_t width,
+                                       int32_t height, int32_t bitsPerPixel);
+ZTKRN_EXPORT int32_t ZAPI Z_AllocateBitmap(BitmapHandle *bitmap,
+                                           int32_t memory);
+ZTKRN_EXPORT void ZAPI Z_FreeBitmap(BitmapHandle *bitmap);
+ZTKRN_EXPORT int32_t ZAPI Z_FreeImage(BitmapHandle *bitmap, int32_t alsoOwned);
+ZTKRN_EXPORT void ZAPI Z_AccessBitmap(BitmapHandle *bitmap);
+ZTKRN_EXPORT void ZAPI Z_ReleaseBitmap(BitmapHandle *bitmap);
+ZTKRN_EXPORT int32_t ZAPI Z_LockBitmap(BitmapHandle *bitmap);
+ZTKRN_EXPORT void ZAPI Z_UnlockBitmap(BitmapHandle *bitmap,
+                                      int32_t previousState);
+ZTKRN_EXPORT int32_t ZAPI Z_ChangeBitmapHeight(BitmapHandle *bitmap,
+                                               int32_t height);
+ZTKRN_EXPORT void ZAPI Z_CopyBitmapHandle(BitmapHandle *destination,
+                                          const BitmapHandle *source);
+
+/* ------------------------------------------------------------------ */
+/* Rows                                                                */
+/* ------------------------------------------------------------------ */
+
+ZTKRN_EXPORT int32_t ZAPI Z_GetBitmapRow(BitmapHandle *bitmap, void *buffer,
+                                         uint32_t row, uint32_t count);
+ZTKRN_EXPORT int32_t ZAPI Z_GetBitmapRowCol(BitmapHandle *bitmap,
+                                            void *buffer, uint32_t row,
+                                            uint32_t column, uint32_t count);
+ZTKRN_EXPORT int32_t ZAPI Z_PutBitmapRow(BitmapHandle *bitmap,
+                                         const void *buffer, uint32_t row,
+                                         uint32_t count);
+ZTKRN_EXPORT int32_t ZAPI Z_PutBitmapRowCol(BitmapHandle *bitmap,
+                                            const void *buffer, uint32_t row,
+                                            uint32_t column, uint32_t count);
+
+/* ------------------------------------------------------------------ */
+/* Regions                                                             */
+/* ------------------------------------------------------------------ */
+
+/* The record behind BitmapHandle.Region. A companion module allocates it
+ * as one block from Z_OsAlloc and may keep further fields of its own after
+ * these. */
+typedef struct ZarnRgn {
+    ZHANDLE RegionHandle;
+    ZHANDLE SecondHandle;
+    RECT Bounds;
+    uint32_t FirstListCount;
+    uint32_t *FirstList;
+    uint32_t SecondListCount;
+    uint32_t *SecondList;
+} ZarnRgn;
+
+ZTKRN_EXPORT int32_t ZAPI Z_DeleteZarnRgn(ZarnRgn *region);
+
+/* ------------------------------------------------------------------ */
+/* Extension dispatch                                                  */
+/* ------------------------------------------------------------------ */
+
+/* A companion module's function; each slot is called with the arguments
+ * its caller defines and cast to that signature. */
+typedef void(ZAPI *ZDISPATCHPROC)(void);
+
+#define DISPATCH_SLOTS 23
+#define SLOT_AFTERREVERSE 0    /* (bitmap) after a horizontal reversal */
+#define SLOT_REGIONCOPY 1      /* (dest, source, dx, dy) copy the region */
+#define SLOT_REGIONMAXVALUES 3 /* (bitmap, &count) size of a segment list */
+#define SLOT_REGIONSEGMENTS 4  /* (bitmap, row, list, &count) */
+#define SLOT_AFTERSIZE 5       /* (bitmap, width, height) */
+#define SLOT_REGIONREPLACE 6   /* (bitmap, 0, region, flag) */
+#define SLOT_REGIONBOUNDS 7    /* (bitmap, 0, rect) */
+#define SLOT_REGIONDUP 8       /* (&region, region) */
+#define SLOT_REGIONMOVE 9      /* (region, dx, dy) */
+#define SLOT_REGIONFLIP 10     /* (region, height) */
+#define SLOT_REGIONSHEAR 11    /* (bitmap, amount) */
+#define SLOT_AFTERROTATE 12    /* (bitmap, width, height, angle) */
+#define SLOT_PIXELINREGION 16  /* (bitmap, row, column) */
+#define SLOT_AFTERFLIP 18      /* (bitmap) after a row flip */
+#define SLOT_REGIONCLIP 19     /* (bitmap, six words, &object) */
+#define SLOT_LISTOPEN 20
+#define SLOT_LISTFETCH 21
+#define SLOT_LISTRETURN 22
+
+/* Copies the table out; Z_ERR_NODISPATCH while slot 0 is empty. */
+ZTKRN_EXPORT int32_t ZAPI Z_GetDisDispatch(ZDISPATCHPROC *table);
+/* Copies all 23 slots in. */
+ZTKRN_EXPORT int32_t ZAPI Z_SetDisDispatch(const ZDISPATCHPROC *table);
+
+/* ------------------------------------------------------------------ */
+/* Licence gate                                                        */
+/* ------------------------------------------------------------------ */
+
+/* Features that the gate can withhold. */
+#define SUPPORT_GRAY_ORDER 0x0001u       /* allocating Order 2 bitmaps */
+#define SUPPORT_COMPRESSED 0x0002u       /* run-coded 1-bit storage */
+#define SUPPORT_VIEW_PERSPECTIVE 0x0004u /* bottom-up and turned views */
+#define SUPPORT_COLOR_RES 0x0008u        /* colour resolution */
+#define SUPPORT_GRAYSCALE 0x0010u        /* conversion to gray */
+#define SUPPORT_INK_VOTE 0x0020u         /* ink-preserving 1-bit resize */
+#define SUPPORT_ALL 0x003Fu
+
+/* 1 when the feature is withheld, 0 when it may be used. */
+ZTKRN_EXPORT int32_t ZAPI Z_IsSupportLocked(uint32_t feature);
+/* Enables the features named; Z_OK, or Z_ERR_PARAM for an unknown one. */
+ZTKRN_EXPORT int32_t ZAPI Z_UnlockSupport(uint32_t features, const char *key);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* ZTKRN_H */
