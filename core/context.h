@@ -47,4 +47,10 @@ extern ModuleState gModule;
 
 inline bool SixteenBitHost() { return gModule.IsSixteenBitHost; }
 
+// Process attach and detach, in the documented order; a platform backend
+// calls these from its load and unload hooks. Attach fails when no slot or
+// no first block can be had.
+bool ProcessAttach();
+void ProcessDetach();
+
 } // namespace ztk
