@@ -32,7 +32,11 @@ ThreadContext *CreateBlock() {
         Z_OsAllocInit(sizeof(ThreadContext), 1));
     if (context == nullptr)
         return nullptr;
-    os::SlotSet(context);
+    if (!os::SlotSet(context)) {
+        // A module that is not started has no slot to keep it in.
+        Z_OsFree(context);
+        return nullptr;
+    }
     SetDefaults(*context);
     return context;
 }

@@ -93,7 +93,7 @@ using ThreadExitHook = void (*)(void *value);
 bool SlotCreate(ThreadExitHook onExit); // false when no slot can be had
 void SlotDestroy();
 void *SlotGet();
-void SlotSet(void *value);
+bool SlotSet(void *value); // false when there is no slot
 
 // The platform's version word, in the layout of GetVersion.
 uint32_t PlatformVersion();

@@ -319,9 +319,8 @@ void SlotDestroy() {
 
 void *SlotGet() { return gSlotLive ? pthread_getspecific(gSlot) : nullptr; }
 
-void SlotSet(void *value) {
-    if (gSlotLive)
-        pthread_setspecific(gSlot, value);
+bool SlotSet(void *value) {
+    return gSlotLive && pthread_setspecific(gSlot, value) == 0;
 }
 
 // A 32-bit platform of major version 10: the top bit clear, so never the

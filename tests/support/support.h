@@ -7,11 +7,22 @@
 #include <cstdint>
 #include <cstring>
 #include <functional>
+#include <ostream>
 #include <string>
 #include <vector>
 
 #include "core/testhooks.h"
 #include "ztkrn.h"
+
+namespace ztk::test {
+inline bool operator==(const Usage &a, const Usage &b) {
+    return a.blocks == b.blocks && a.bytes == b.bytes && a.objects == b.objects;
+}
+inline std::ostream &operator<<(std::ostream &out, const Usage &u) {
+    return out << u.blocks << " blocks, " << u.bytes << " bytes, " << u.objects
+               << " objects";
+}
+} // namespace ztk::test
 
 namespace ztk::testing {
 
@@ -47,10 +58,6 @@ class TierScope {
 // Records are compared byte for byte.
 inline bool SameRecord(const BitmapHandle &a, const BitmapHandle &b) {
     return std::memcmp(&a, &b, sizeof a) == 0;
-}
-
-inline bool operator==(const ztk::test::Usage &a, const ztk::test::Usage &b) {
-    return a.blocks == b.blocks && a.bytes == b.bytes && a.objects == b.objects;
 }
 
 // Arms a failure of the nth acquisition for the life of the scope.
