@@ -171,19 +171,18 @@ ZSTATUSCALLBACK ZAPI Z_GetStatusCallBack(void) {
     return Context().StatusCallBack;
 }
 
+// Filled afresh at each call: the record is small, and the library keeps
+// no lazily built statics that would tie C hosts to the C++ runtime.
 int32_t ZAPI Z_VersionInfo(ZarnVersionInfo *info) {
-    static const ZarnVersionInfo kVersion = [] {
-        ZarnVersionInfo v{};
-        // The product name in the platform's single-byte code page.
-        std::strncpy(v.Product, "ZARNKIT\xAE DLL for Win32", sizeof v.Product);
-        v.Major = 10;
-        v.Minor = 0;
-        std::strncpy(v.Date, __DATE__, sizeof v.Date);
-        std::strncpy(v.Time, __TIME__, sizeof v.Time);
-        return v;
-    }();
     ztk::Context();
-    *info = kVersion;
+    std::memset(info, 0, sizeof *info);
+    // The product name in the platform's single-byte code page.
+    std::strncpy(info->Product, "ZARNKIT\xAE DLL for Win32",
+                 sizeof info->Product - 1);
+    info->Major = 10;
+    info->Minor = 0;
+    std::strncpy(info->Date, __DATE__, sizeof info->Date - 1);
+    std::strncpy(info->Time, __TIME__, sizeof info->Time - 1);
     info->Level = ztk::gate::Level();
     return Z_OK;
 }
