@@ -17,10 +17,6 @@ namespace {
 
 constexpr uint32_t kMatchTableEntries = 32768;
 
-constexpr uint32_t AbsDiff(uint32_t a, uint32_t b) {
-    return a < b ? b - a : a - b;
-}
-
 constexpr bool IsColour(const RGBQUAD &entry, uint32_t value) {
     return entry.rgbRed == value && entry.rgbGreen == value &&
            entry.rgbBlue == value;
@@ -56,13 +52,17 @@ int32_t EndShortcut(const RGBQUAD *palette, int32_t count, uint32_t red,
 int32_t ScanNearest(const RGBQUAD *palette, int32_t count, uint32_t red,
                     uint32_t green, uint32_t blue) {
     const uint32_t wanted = OrderingClass(red, green, blue);
+    // Rows of the table of squares centred on the wanted channels, so that
+    // an entry's channel indexes its squared difference directly.
+    const uint32_t *toRed = tables::DifferenceSquares.values + 255 - red;
+    const uint32_t *toGreen = tables::DifferenceSquares.values + 255 - green;
+    const uint32_t *toBlue = tables::DifferenceSquares.values + 255 - blue;
     uint32_t bestDistance = 0xFFFFFFFFu;
     int32_t best = -1;
     for (int32_t i = 0; i < count && bestDistance != 0; ++i) {
         const RGBQUAD &e = palette[i];
-        const uint32_t d = tables::SquareTable[AbsDiff(e.rgbRed, red)] +
-                           tables::SquareTable[AbsDiff(e.rgbGreen, green)] +
-                           tables::SquareTable[AbsDiff(e.rgbBlue, blue)];
+        const uint32_t d =
+            toRed[e.rgbRed] + toGreen[e.rgbGreen] + toBlue[e.rgbBlue];
         if (d < bestDistance) {
             bestDistance = d;
             best = i;

@@ -35,7 +35,24 @@ constexpr BitCountTableType MakeBitCountTable() {
     return table;
 }
 
+// The same squares over signed differences -255..255, entry 255 + d
+// holding d * d, for scans that would otherwise take absolute values.
+struct DifferenceSquaresType {
+    uint32_t values[511];
+};
+
+constexpr DifferenceSquaresType MakeDifferenceSquares(const SquareTableType &squares) {
+    DifferenceSquaresType table{};
+    for (uint32_t d = 0; d < 256; ++d) {
+        table.values[255 + d] = squares[d];
+        table.values[255 - d] = squares[d];
+    }
+    return table;
+}
+
 inline constexpr SquareTableType SquareTable = MakeSquareTable();
+inline constexpr DifferenceSquaresType DifferenceSquares =
+    MakeDifferenceSquares(SquareTable);
 inline constexpr BitCountTableType BitCountTable = MakeBitCountTable();
 
 static_assert(SquareTable[255] == 65025u, "squares of channel differences");

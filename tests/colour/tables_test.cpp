@@ -139,6 +139,8 @@ TEST(ArithmeticTables, SquaresAndBitCounts) {
             ++bits;
         EXPECT_EQ(tables::BitCountTable[i], bits) << i;
     }
+    for (int32_t d = -255; d <= 255; ++d)
+        EXPECT_EQ(tables::DifferenceSquares.values[255 + d], uint32_t(d * d)) << d;
     const uint8_t *ones = Z_Get1BitOnTable();
     ASSERT_EQ(ones, tables::BitCountTable.values);
     EXPECT_EQ(ones[0], 0);
