@@ -151,6 +151,8 @@ void FillChannels(const BitmapHandle *bitmap, ColorValue color, uint8_t *row,
 
 int32_t FillRowWithColor(const BitmapHandle *bitmap, ColorValue color,
                          void *row, int32_t count) {
+    if (bitmap == nullptr || row == nullptr)
+        return 1;
     const int32_t bits = bitmap->BitsPerPixel;
     GrayWindow window{bits, 0, 0};
     if (bitmap->Order == 2)

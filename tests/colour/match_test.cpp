@@ -66,6 +66,21 @@ TEST(NearestEntry, PaletteIsNotChanged) {
     EXPECT_EQ(std::memcmp(palette.data(), before.data(), 12), 0);
 }
 
+TEST(ColourRules, GrayWideningAndKey) {
+    EXPECT_EQ(GrayOfColor(255, 255, 255), 255u);
+    EXPECT_EQ(GrayOfColor(0, 0, 0), 0u);
+    EXPECT_EQ(GrayOfColor(10, 20, 30), (20u + 100 + 30 + 4) >> 3);
+    EXPECT_EQ(GrayOfColor(0, 0, 3), 0u); // the +4 rounds only from 4 up
+    EXPECT_EQ(GrayOfColor(0, 0, 4), 1u);
+    EXPECT_EQ(Widen5(0), 0u);
+    EXPECT_EQ(Widen5(16), 132u);
+    EXPECT_EQ(Widen5(31), 255u);
+    EXPECT_EQ(ColorKey15(255, 255, 255), 0x7FFFu);
+    EXPECT_EQ(ColorKey15(0xF8, 0, 0), 0x7C00u);
+    EXPECT_EQ(ColorKey15(0, 0x0F, 0), 0x20u);
+    EXPECT_EQ(ColorKey15(0, 0, 7), 0u);
+}
+
 struct ClassCase {
     uint32_t r, g, b, expected;
 };

@@ -186,6 +186,18 @@ TEST_F(PaletteServices, BitmapFixedPaletteRefusesOtherCounts) {
     }
 }
 
+TEST_F(PaletteServices, BitmapFixedPaletteStillAnswersOneWhenCreationFails) {
+    Bitmap bitmap(4, 4, 1);
+    int32_t result = 0;
+    {
+        FailureScope failure(1);
+        result = Z_CreateBitmapFixedPalette(bitmap.get());
+        EXPECT_TRUE(failure.fired());
+    }
+    EXPECT_EQ(result, 1);
+    EXPECT_EQ(bitmap->Palette, nullptr);
+}
+
 TEST_F(PaletteServices, FreeBitmapDeletesThePalette) {
     const auto before = ztk::test::LiveUsage();
     {
