@@ -278,17 +278,76 @@ ZTKRN_EXPORT int32_t ZAPI Z_PutBitmapRowCol(BitmapHandle *bitmap,
 
 /* (declarations of this family follow as it is built) */
 
+/* Palettes cross between RGBQUAD arrays and logical palettes with the
+ * reserved byte kept in the platform's flags byte. No call accepts more
+ * than 256 entries. A palette handle of 0 means no palette. */
+ZTKRN_EXPORT ZHPALETTE ZAPI Z_CreatePalette(const RGBQUAD *entries,
+                                           int32_t count);
+/* Entries delivered; 0 leaves the array as it was. */
+ZTKRN_EXPORT int32_t ZAPI Z_GetPaletteEntries(ZHPALETTE palette, int32_t first,
+                                              int32_t count, RGBQUAD *entries);
+ZTKRN_EXPORT int32_t ZAPI Z_SetPaletteEntries(ZHPALETTE palette, int32_t first,
+                                              int32_t count,
+                                              const RGBQUAD *entries);
+ZTKRN_EXPORT int32_t ZAPI Z_GetPaletteSize(ZHPALETTE palette);
+/* 0 when the screen has no palette. */
+ZTKRN_EXPORT ZHPALETTE ZAPI Z_CreateSystemPalette(void);
+ZTKRN_EXPORT ZHPALETTE ZAPI Z_DupPalette(ZHPALETTE palette);
+/* A ramp of 2^bits truncated levels; 0 bits means 8. */
+ZTKRN_EXPORT ZHPALETTE ZAPI Z_CreateGrayPalette(int32_t bitsPerPixel);
+/* Copies the fixed set of a depth (256 entries for 0 and 8, else 2^depth);
+ * depth 0 gives a 256-level gray ramp. Z_ERR_PARAM above 8 bits. */
+ZTKRN_EXPORT int32_t ZAPI Z_GetFixedPalette(RGBQUAD *entries,
+                                            int32_t bitsPerPixel);
+/* The shared read-only set for depths 1 to 8; null otherwise. */
+ZTKRN_EXPORT const RGBQUAD * ZAPI Z_IntGetFixedPalette(int32_t bitsPerPixel);
+/* Depth 0 makes the 1-bit set; 0 above 8 bits. */
+ZTKRN_EXPORT ZHPALETTE ZAPI Z_CreateFixedPalette(int32_t bitsPerPixel);
+/* By ColorCount (2 to 256, a power of two): 1 with Palette set, else 0. */
+ZTKRN_EXPORT int32_t ZAPI Z_CreateBitmapFixedPalette(BitmapHandle *bitmap);
+/* 1 when red, green and blue of every entry delivered agree. */
+ZTKRN_EXPORT int32_t ZAPI Z_CompareHandleToPalette(ZHPALETTE palette,
+                                                   const RGBQUAD *entries,
+                                                   int32_t count);
+
 /* ------------------------------------------------------------------ */
 /* Gray parameters                                                 */
 /* ------------------------------------------------------------------ */
 
 /* (declarations of this family follow as it is built) */
 
+/* The gray window as count, mask and shift: a sample reads as
+ * (sample >> shift) & mask. Only count may be null. */
+ZTKRN_EXPORT void ZAPI Z_GetGrayParams(int32_t bitsPerPixel, int32_t limit,
+                                       int32_t lowBit, int32_t highBit,
+                                       uint32_t *count, uint32_t *mask,
+                                       uint32_t *shift);
+ZTKRN_EXPORT void ZAPI Z_InitGrayParams(BitmapHandle *bitmap);
+ZTKRN_EXPORT int32_t ZAPI Z_CopyGrayParams(BitmapHandle *destination,
+                                           const BitmapHandle *source);
+/* 0 not gray, 1 rising from black, 2 falling from white, 3 gray but not
+ * the regular ramp. */
+ZTKRN_EXPORT int32_t ZAPI Z_IsGrayScaleBitmap(const BitmapHandle *bitmap);
+
 /* ------------------------------------------------------------------ */
 /* Colour matching                                                 */
 /* ------------------------------------------------------------------ */
 
 /* (declarations of this family follow as it is built) */
+
+/* The nearest entry by squared distance; -1 for an empty palette. */
+ZTKRN_EXPORT int32_t ZAPI Z_FindPaletteIndex(const RGBQUAD *palette,
+                                             int32_t count, int32_t red,
+                                             int32_t green, int32_t blue);
+/* 32768 entries, each a palette index plus 1, indexed by the 15-bit key
+ * (red >> 3) << 10 | (green >> 3) << 5 | blue >> 3. */
+ZTKRN_EXPORT uint32_t * ZAPI Z_CreateUserMatchTable(const RGBQUAD *palette,
+                                                   int32_t count);
+/* Makes the table the calling thread's; returns the one it replaces. */
+ZTKRN_EXPORT uint32_t * ZAPI Z_SetUserMatchTable(uint32_t *table);
+ZTKRN_EXPORT int32_t ZAPI Z_FreeUserMatchTable(uint32_t *table);
+/* 256 bytes: the number of set bits in each byte value. */
+ZTKRN_EXPORT const uint8_t * ZAPI Z_Get1BitOnTable(void);
 
 /* ------------------------------------------------------------------ */
 /* Buffer conversion                                               */
