@@ -34,7 +34,7 @@ if(stray)
   message(FATAL_ERROR "exported but not in the table: ${stray}")
 endif()
 # Every function the header declares must be exported.
-file(STRINGS ${HEADER} declarations REGEX "ZTKRN_EXPORT .* ZAPI Z_")
+file(STRINGS ${HEADER} declarations REGEX "ZTKRN_EXPORT .*ZAPI Z_")
 foreach(line IN LISTS declarations)
   string(REGEX MATCH "Z_[A-Za-z0-9_]+\\(" fn "${line}")
   string(REPLACE "(" "" fn "${fn}")
