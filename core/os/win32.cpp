@@ -205,11 +205,15 @@ bool TempFileName(const char *folder, const char *prefix, char *name) {
 
 // The runtime's descriptor table never holds the OS handles that bitmap
 // files are kept by, so this normally fails; that is the behaviour callers
-// have always had to live with.
+// have always had to live with. The table is asked first because some
+// runtimes (Wine's) report a change of an unknown descriptor as done
+// without doing it, where Windows' own says it has no such descriptor.
 bool RuntimeChangeSize(ZHANDLE descriptor, uint32_t size) {
     if (size > static_cast<uint32_t>(LONG_MAX))
         return false;
     int fd = static_cast<int>(reinterpret_cast<intptr_t>(descriptor));
+    if (_get_osfhandle(fd) == -1)
+        return false;
     return _chsize(fd, static_cast<long>(size)) == 0;
 }
 
