@@ -7,6 +7,10 @@
 #include "core/context.h"
 #include "core/os/os.h"
 
+// Hosts of the 32-bit DLL share the record word for word.
+static_assert(sizeof(void *) != 4 || sizeof(BitmapHandle) == 136,
+              "the record is 34 words in the 32-bit DLL");
+
 extern "C" BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID) {
     switch (reason) {
     case DLL_PROCESS_ATTACH:
