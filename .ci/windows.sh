@@ -92,8 +92,7 @@ cross_build() { # build-dir toolchain-file
     cmake -S . -B "$1" -G Ninja \
         -DCMAKE_TOOLCHAIN_FILE="$root/cmake/$2" \
         -DCMAKE_BUILD_TYPE=RelWithDebInfo \
-        -DZTKRN_BENCH=OFF -DZTKRN_GTEST_FROM_SOURCE=ON \
-        -DCMAKE_GTEST_DISCOVER_TESTS_DISCOVERY_MODE=PRE_TEST &&
+        -DZTKRN_BENCH=OFF -DZTKRN_GTEST_FROM_SOURCE=ON &&
         cmake --build "$1" -j 2
 }
 
