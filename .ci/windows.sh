@@ -88,10 +88,14 @@ install_wine32() {
 
 # ---- builds -----------------------------------------------------------------------
 
+# The native build's optimisation, without debug information: that halves
+# the time spent linking the static test programs.
 cross_build() { # build-dir toolchain-file
     cmake -S . -B "$1" -G Ninja \
         -DCMAKE_TOOLCHAIN_FILE="$root/cmake/$2" \
         -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+        -DCMAKE_CXX_FLAGS_RELWITHDEBINFO="-O2 -DNDEBUG" \
+        -DCMAKE_C_FLAGS_RELWITHDEBINFO="-O2 -DNDEBUG" \
         -DZTKRN_BENCH=OFF -DZTKRN_GTEST_FROM_SOURCE=ON &&
         cmake --build "$1" -j 2
 }
