@@ -10,7 +10,7 @@
 #
 # Prints a summary and exits non-zero when any step fails.
 set -uo pipefail
-cd "$(dirname "$0")/.."
+cd "$(dirname "$0")/.." || exit 1
 root=$PWD
 logs=$root/build-windows-logs
 rm -rf "$logs"
@@ -156,7 +156,7 @@ wine_suite() {
             failed=$((failed + 1))
             tail -n 30 "$log"
         fi
-        grep '^\[  FAILED  \] [A-Za-z]' "$log" || true
+        grep '^\[  FAILED  \] [A-Za-z0-9_./]*$' "$log" || true
     done < <(find "$dir/tests" -name '*_tests.exe' | sort)
     total_passed=$((total_passed + passed))
     total_failed=$((total_failed + failed))
