@@ -371,6 +371,19 @@ TEST(Platform, TheNearestEntryIsTheClosestColour) {
     EXPECT_TRUE(os::PaletteDelete(palette));
 }
 
+#if defined(_WIN32)
+// A companion module's regions are real drawing objects; deleting one
+// through the library doesn't touch the palette count.
+TEST(Platform, OtherDrawingObjectsAreDeletedUncounted) {
+    const Usage before = LiveUsage();
+    HRGN region = CreateRectRgn(0, 0, 4, 4);
+    ASSERT_NE(region, nullptr);
+    EXPECT_TRUE(os::ObjectDelete(region));
+    EXPECT_EQ(GetObjectType(region), 0u);
+    EXPECT_TRUE(LiveUsage() == before);
+}
+#endif
+
 TEST(Platform, TheScreenAnswersWithoutFailing) {
     EXPECT_GT(os::ScreenCaps(os::kCapLogPixelsX), 0);
     EXPECT_GT(os::ScreenCaps(os::kCapLogPixelsY), 0);
