@@ -54,8 +54,9 @@ HGLOBAL GlobalOf(Block block) { return static_cast<HGLOBAL>(block); }
 // every block lockable, as the callers expect of a successful allocation.
 SIZE_T BlockBytes(uint32_t size) { return size == 0 ? 1 : size; }
 
-// Blocks are counted by the size the platform reports for them, so a block
-// taken over from a host counts the same on its way out as on its way in.
+// Blocks are counted by the size the platform reports for them, the one
+// size that a resize or a free can read back (a zero-byte request counts as
+// its one byte).
 int64_t SizeOf(HGLOBAL block) { return static_cast<int64_t>(GlobalSize(block)); }
 
 } // namespace
@@ -272,6 +273,9 @@ struct PaletteBuffer {
     WORD count;
     PALETTEENTRY entries[256];
 };
+static_assert(offsetof(PaletteBuffer, entries) ==
+                  offsetof(LOGPALETTE, palPalEntry),
+              "the buffer is laid out as a LOGPALETTE");
 
 // GDI delivers the entry count instead of entries when asked for none, so
 // an empty request never reaches it.
@@ -281,6 +285,8 @@ bool WantsEntries(uint32_t count, const void *entries) {
 
 } // namespace
 
+// Callers never pass more than 256 entries; more is refused rather than
+// overrunning the buffer.
 ZHPALETTE PaletteCreate(const PaletteEntry *entries, uint32_t count) {
     if (count > 256 || InjectedFailure())
         return nullptr;
