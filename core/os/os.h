@@ -95,6 +95,13 @@ void SlotDestroy();
 void *SlotGet();
 bool SlotSet(void *value); // false when there is no slot
 
+#if defined(_WIN32)
+// A thread is ending: hands its slot value, if any, to the hook once. The
+// Win32 platform reports thread ends to the module's entry point rather
+// than to the slot, so the backend's start-up code calls this.
+void SlotThreadEnd();
+#endif
+
 // The platform's version word, in the layout of GetVersion.
 uint32_t PlatformVersion();
 
