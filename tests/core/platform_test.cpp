@@ -23,7 +23,6 @@ using ztk::test::LiveUsage;
 using ztk::test::Usage;
 using ztk::testing::FailureScope;
 using ztk::testing::Pattern;
-using ztk::testing::operator==;
 namespace os = ztk::os;
 
 // A temporary name from the library, its file removed again at the end.
@@ -63,7 +62,7 @@ TEST(Platform, AThreadsBlockIsMadeOnFirstUseAndFreedAtItsEnd) {
     EXPECT_TRUE(emptyAtStart);
     EXPECT_EQ(seen, 300);
     EXPECT_EQ(during.blocks, before.blocks + 1);
-    EXPECT_TRUE(LiveUsage() == before);
+    EXPECT_EQ(LiveUsage(), before);
     // Settings are the thread's own.
     EXPECT_EQ(Z_GetDefaultXResolution(), mine);
 }
@@ -91,7 +90,7 @@ TEST(Platform, BlocksLockToTheirDataAndTheDataFindsItsBlock) {
                   std::vector<uint8_t>(size, 0));
         EXPECT_FALSE(os::BlockUnlock(block)); // the only lock is gone
         EXPECT_TRUE(os::BlockFree(block));
-        EXPECT_TRUE(LiveUsage() == before);
+        EXPECT_EQ(LiveUsage(), before);
     }
 }
 
@@ -109,7 +108,7 @@ TEST(Platform, AResizedBlockKeepsItsContents) {
         EXPECT_EQ(std::memcmp(data, pattern.data(), pattern.size()), 0);
     }
     EXPECT_EQ(Z_OsFree(data), 0);
-    EXPECT_TRUE(LiveUsage() == before);
+    EXPECT_EQ(LiveUsage(), before);
 }
 
 TEST(Platform, AFailedResizeLeavesTheOldBlockWithItsContents) {
@@ -125,7 +124,7 @@ TEST(Platform, AFailedResizeLeavesTheOldBlockWithItsContents) {
     }
     EXPECT_EQ(std::memcmp(data, pattern.data(), pattern.size()), 0);
     EXPECT_EQ(Z_OsFree(data), 0);
-    EXPECT_TRUE(LiveUsage() == before);
+    EXPECT_EQ(LiveUsage(), before);
 }
 
 TEST(Platform, AnEmptyAllocationIsStillABlock) {
@@ -134,7 +133,7 @@ TEST(Platform, AnEmptyAllocationIsStillABlock) {
     ASSERT_NE(data, nullptr);
     EXPECT_EQ(LiveUsage().blocks, before.blocks + 1);
     EXPECT_EQ(Z_OsFree(data), 0);
-    EXPECT_TRUE(LiveUsage() == before);
+    EXPECT_EQ(LiveUsage(), before);
     EXPECT_EQ(Z_OsFree(nullptr), 0);
 }
 
@@ -156,7 +155,7 @@ TEST(Platform, AMappingIsZeroedWritableAndCountedAsOneObject) {
         std::memset(bytes, 0xA5, size);
         EXPECT_EQ(bytes[size - 1], 0xA5);
         os::MappingDestroy(mapping, view);
-        EXPECT_TRUE(LiveUsage() == before);
+        EXPECT_EQ(LiveUsage(), before);
     }
 }
 
@@ -167,7 +166,7 @@ TEST(Platform, AnEmptyMappingIsRefusedAndLeavesTheOutputsAlone) {
     EXPECT_FALSE(os::MappingCreate(0, &mapping, &view));
     EXPECT_EQ(mapping, static_cast<ZHANDLE>(&mapping));
     EXPECT_EQ(view, static_cast<void *>(&view));
-    EXPECT_TRUE(LiveUsage() == before);
+    EXPECT_EQ(LiveUsage(), before);
 }
 
 // ---- files -------------------------------------------------------------------
@@ -216,7 +215,7 @@ TEST(Platform, FilesWriteSeekAndReadBack) {
               std::vector<uint8_t>(pattern.begin() + 2, pattern.end()));
     EXPECT_EQ(Z_OsRead(file, back.data(), 16), 0);
     EXPECT_EQ(Z_OsClose(file), 0);
-    EXPECT_TRUE(LiveUsage() == before);
+    EXPECT_EQ(LiveUsage(), before);
 }
 
 TEST(Platform, MissingFilesAndNonFilesFail) {
@@ -228,7 +227,7 @@ TEST(Platform, MissingFilesAndNonFilesFail) {
     EXPECT_EQ(Z_OsOpen(temp.name, 2, 0x180), Z_INVALID_HANDLE);
     EXPECT_EQ(Z_OsOpen(temp.name, 0x202, 0x180), Z_INVALID_HANDLE);
     EXPECT_EQ(Z_OsClose(Z_INVALID_HANDLE), -1);
-    EXPECT_TRUE(LiveUsage() == before);
+    EXPECT_EQ(LiveUsage(), before);
 }
 
 TEST(Platform, CreateAlwaysAndTruncateEmptyAFile) {
@@ -308,7 +307,7 @@ TEST(Platform, APaletteGivesBackWhatItWasMadeFrom) {
     for (size_t i = 0; i < 5; ++i)
         EXPECT_TRUE(Same(out[i], in[i])) << i;
     EXPECT_TRUE(os::PaletteDelete(palette));
-    EXPECT_TRUE(LiveUsage() == before);
+    EXPECT_EQ(LiveUsage(), before);
 }
 
 TEST(Platform, PaletteTransfersStopAtTheLastEntry) {
@@ -380,7 +379,7 @@ TEST(Platform, OtherDrawingObjectsAreDeletedUncounted) {
     ASSERT_NE(region, nullptr);
     EXPECT_TRUE(os::ObjectDelete(region));
     EXPECT_EQ(GetObjectType(region), 0u);
-    EXPECT_TRUE(LiveUsage() == before);
+    EXPECT_EQ(LiveUsage(), before);
 }
 #endif
 
@@ -460,7 +459,7 @@ TEST(Platform, EveryAcquisitionPassesTheFaultPoint) {
         EXPECT_FALSE(a.acquire());
         EXPECT_TRUE(ztk::test::FailureFired());
         ztk::test::FailAcquisition(0);
-        EXPECT_TRUE(LiveUsage() == before);
+        EXPECT_EQ(LiveUsage(), before);
     }
 }
 
@@ -494,7 +493,7 @@ TEST(Platform, EachTierKeepsRowsThroughAHeightChange) {
             }
             Z_UnlockBitmap(bitmap.get(), again);
         }
-        EXPECT_TRUE(LiveUsage() == before);
+        EXPECT_EQ(LiveUsage(), before);
     }
 }
 
