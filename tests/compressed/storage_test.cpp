@@ -44,6 +44,16 @@ TEST(CompressedStorage, AllocationBuildsTableScratchAndHeap) {
     }
 }
 
+// In a 32-bit build the table is Height * 8 + 16 bytes, as hosts know it.
+TEST(CompressedStorage, TableHeaderIsFourWordsIn32BitBuilds) {
+    if (sizeof(void *) == 4) {
+        EXPECT_EQ(16u, sizeof(RowTable));
+    }
+    EXPECT_EQ(8u, sizeof(RowEntry));
+    EXPECT_EQ(uint32_t(sizeof(RowTable)) + 8000, RowTableBytes(1000));
+    EXPECT_EQ(0u, RowTableBytes(-1));
+}
+
 TEST(CompressedStorage, OnlyOneBitBitmapsAreCompressed) {
     Bitmap gray(10, 10, 8);
     EXPECT_EQ(Z_OK, Z_AllocateBitmap(gray.get(), MEMORY_COMPRESSED | MEMORY_NODISK));
