@@ -128,6 +128,18 @@ struct Walker {
     }
 };
 
+// Whether a write of `bytes` from (row, column) of a plain 1-bit bitmap,
+// running on into the next rows as such writes do, stays in its storage.
+bool FitsStorage(const BitmapHandle *bitmap, uint32_t row, uint32_t column,
+                 uint32_t bytes) {
+    if (bitmap->Width <= 0 || column >= uint32_t(bitmap->Width) ||
+        row >= uint32_t(bitmap->Height))
+        return false;
+    const uint64_t room =
+        uint64_t(uint32_t(bitmap->Height) - row) * bitmap->BytesPerLine - column / 8;
+    return bytes <= room;
+}
+
 // One record of a piece of a compressed row, from `column` for `pixels`.
 uint32_t ExtractPiece(const BitmapHandle *bitmap, uint32_t row,
                       uint32_t column, uint32_t pixels, uint8_t *record) {
@@ -350,8 +362,10 @@ int32_t ZAPI Z_PutBitmapRowColCompressed(BitmapHandle *bitmap, void *work,
     auto *in = static_cast<const uint8_t *>(source);
     const uint32_t n = CountAt(in);
     if (!IsCompressed(bitmap)) {
-        BitmapLock lock(bitmap);
         const uint32_t bytes = uint32_t((uint64_t(pixels) + 7) >> 3);
+        if (!FitsStorage(bitmap, row, column, bytes))
+            return Z_ERR_PARAM;
+        BitmapLock lock(bitmap);
         WorkBuffer scratch(work, bytes > bitmap->BytesPerLine
                                      ? bytes
                                      : bitmap->BytesPerLine);

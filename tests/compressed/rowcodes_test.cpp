@@ -243,6 +243,19 @@ TEST(CompressedFamily, PlainPutOfAPieceWritesWholeBytes) {
     EXPECT_EQ((std::vector<uint8_t>{0, 0xF0, 0, 0}), bytes);
 }
 
+// A piece that would run past the last row of a plain bitmap is refused.
+TEST(CompressedFamily, PlainPutsStayInsideTheStorage) {
+    AnyPage page(Kind::Mapping, 32, 2);
+    const auto piece = Record({0, 64});
+    EXPECT_EQ(8, Z_PutBitmapRowColCompressed(page.get(), nullptr, piece.data(), 0, 0, 64));
+    EXPECT_EQ(Z_ERR_PARAM,
+              Z_PutBitmapRowColCompressed(page.get(), nullptr, piece.data(), 1, 8, 64));
+    EXPECT_EQ(Z_ERR_PARAM,
+              Z_PutBitmapRowColCompressed(page.get(), nullptr, piece.data(), 2, 0, 8));
+    EXPECT_EQ(Z_ERR_PARAM,
+              Z_PutBitmapRowColCompressed(page.get(), nullptr, piece.data(), 0, 32, 8));
+}
+
 TEST(CompressedFamily, PlainTiersSweepTheWorkBuffer) {
     AnyPage page(Kind::Mapping, 100, 2);
     const auto before = LiveUsage();
