@@ -168,6 +168,56 @@ uint32_t ExtractPiece(const BitmapHandle *bitmap, uint32_t row,
     return count;
 }
 
+// Rebuilds the row around the piece in the scratch buffer, exact at any
+// pixel, then stores it.
+int32_t SplicePiece(BitmapHandle *bitmap, uint32_t row,
+                           uint32_t column, uint32_t pixels,
+                           const uint16_t *piece, uint32_t n) {
+    StoredRow stored;
+    LoadRow(bitmap, row, stored);
+    RowTable *table = TableOf(bitmap);
+    CodeBuilder out(table->Scratch, table->ScratchSize / 2);
+    Walker walk(stored);
+    for (uint32_t left = column; left != 0 && !walk.done();) {
+        const uint32_t took = walk.Take(left);
+        out.Append(took);
+        left -= took;
+    }
+    // The piece starts with 0-bits: after a prefix ending in 1-bits open a
+    // 0-bits code, or go back to the one before an empty 1-bits code.
+    if (out.size() == 0)
+        out.Append(0);
+    else if (out.LastColour() == kBlack && out.Last() != 0)
+        out.Append(0);
+    else if (out.LastColour() == kBlack)
+        out.DropLast();
+    if (n != 0)
+        out.Extend(piece[0]);
+    for (uint32_t i = 1; i < n; ++i)
+        out.Append(piece[i]);
+    for (uint32_t left = pixels; left != 0 && !walk.done();)
+        left -= walk.Take(left);
+    const int64_t owed = int64_t(bitmap->Width) - column - pixels;
+    if (owed > 0 && !walk.done()) {
+        const uint8_t pieceEnd = (n & 1) == 0 ? kBlack : 0;
+        const uint8_t cutColour = ColourOf(walk.index);
+        uint32_t left = uint32_t(owed);
+        const uint32_t rest = walk.Take(left);
+        if (cutColour == pieceEnd)
+            out.Extend(rest);
+        else
+            out.AppendLong(rest);
+        for (left -= rest; left != 0 && !walk.done();) {
+            const uint32_t took = walk.Take(left);
+            out.Append(took);
+            left -= took;
+        }
+    }
+    if (out.overflow())
+        return Z_ERR_PARAM;
+    return StoreCodes(bitmap, EntryOf(bitmap, row), out.data(), out.size());
+}
+
 } // namespace
 } // namespace ztk
 
@@ -301,56 +351,6 @@ int32_t ZAPI Z_GetBitmapRowColCompressed(BitmapHandle *bitmap, void *work,
         left -= n;
     }
     return int32_t(pixels - left);
-}
-
-// Rebuilds the row around the piece in the scratch buffer, exact at any
-// pixel, then stores it.
-static int32_t SplicePiece(BitmapHandle *bitmap, uint32_t row,
-                           uint32_t column, uint32_t pixels,
-                           const uint16_t *piece, uint32_t n) {
-    StoredRow stored;
-    LoadRow(bitmap, row, stored);
-    RowTable *table = TableOf(bitmap);
-    CodeBuilder out(table->Scratch, table->ScratchSize / 2);
-    Walker walk(stored);
-    for (uint32_t left = column; left != 0 && !walk.done();) {
-        const uint32_t took = walk.Take(left);
-        out.Append(took);
-        left -= took;
-    }
-    // The piece starts with 0-bits: after a prefix ending in 1-bits open a
-    // 0-bits code, or go back to the one before an empty 1-bits code.
-    if (out.size() == 0)
-        out.Append(0);
-    else if (out.LastColour() == kBlack && out.Last() != 0)
-        out.Append(0);
-    else if (out.LastColour() == kBlack)
-        out.DropLast();
-    if (n != 0)
-        out.Extend(piece[0]);
-    for (uint32_t i = 1; i < n; ++i)
-        out.Append(piece[i]);
-    for (uint32_t left = pixels; left != 0 && !walk.done();)
-        left -= walk.Take(left);
-    const int64_t owed = int64_t(bitmap->Width) - column - pixels;
-    if (owed > 0 && !walk.done()) {
-        const uint8_t pieceEnd = (n & 1) == 0 ? kBlack : 0;
-        const uint8_t cutColour = ColourOf(walk.index);
-        uint32_t left = uint32_t(owed);
-        const uint32_t rest = walk.Take(left);
-        if (cutColour == pieceEnd)
-            out.Extend(rest);
-        else
-            out.AppendLong(rest);
-        for (left -= rest; left != 0 && !walk.done();) {
-            const uint32_t took = walk.Take(left);
-            out.Append(took);
-            left -= took;
-        }
-    }
-    if (out.overflow())
-        return Z_ERR_PARAM;
-    return StoreCodes(bitmap, EntryOf(bitmap, row), out.data(), out.size());
 }
 
 int32_t ZAPI Z_PutBitmapRowColCompressed(BitmapHandle *bitmap, void *work,

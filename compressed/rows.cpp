@@ -44,6 +44,25 @@ bool FindCut(const uint16_t *codes, uint32_t count, uint32_t from,
     return false;
 }
 
+// An unset row starts out as 0-bits all round the piece.
+int32_t WriteNewRow(BitmapHandle *bitmap, RowEntry *entry,
+                           const uint8_t *source, uint32_t pixel,
+                           uint32_t pixels) {
+    RowTable *table = TableOf(bitmap);
+    uint16_t *cursor = table->Scratch;
+    uint8_t following = 0;
+    RunCompress(cursor, following, pixel, 0, source, pixels,
+                uint32_t(bitmap->Width) - pixel - pixels, 0);
+    const uint32_t count = uint32_t(cursor - table->Scratch);
+    entry->Count = count;
+    const uint32_t offset = RowHeapAlloc(&table->RowHeap, count * 2);
+    if (offset == 0)
+        return Z_ERR_NOMEM;
+    std::memcpy(CodesAt(table->RowHeap, offset), table->Scratch, count * 2);
+    entry->Offset = offset;
+    return 1;
+}
+
 } // namespace
 
 int32_t CompressedRowRead(BitmapHandle *bitmap, uint8_t *buffer,
@@ -71,25 +90,6 @@ int32_t CompressedRowRead(BitmapHandle *bitmap, uint8_t *buffer,
         column = 0;
     }
     return int32_t(bytes);
-}
-
-// An unset row starts out as 0-bits all round the piece.
-static int32_t WriteNewRow(BitmapHandle *bitmap, RowEntry *entry,
-                           const uint8_t *source, uint32_t pixel,
-                           uint32_t pixels) {
-    RowTable *table = TableOf(bitmap);
-    uint16_t *cursor = table->Scratch;
-    uint8_t following = 0;
-    RunCompress(cursor, following, pixel, 0, source, pixels,
-                uint32_t(bitmap->Width) - pixel - pixels, 0);
-    const uint32_t count = uint32_t(cursor - table->Scratch);
-    entry->Count = count;
-    const uint32_t offset = RowHeapAlloc(&table->RowHeap, count * 2);
-    if (offset == 0)
-        return Z_ERR_NOMEM;
-    std::memcpy(CodesAt(table->RowHeap, offset), table->Scratch, count * 2);
-    entry->Offset = offset;
-    return 1;
 }
 
 // A partial write replaces the codes from the one holding the first pixel
