@@ -272,6 +272,48 @@ ZTKRN_EXPORT int32_t ZAPI Z_PutBitmapRowCol(BitmapHandle *bitmap,
 
 /* (declarations of this family follow as it is built) */
 
+/* A run-coded row is a list of 16-bit run lengths, alternately 0-bits and
+ * 1-bits, the first counting 0-bits. A compressed buffer holds rows back
+ * to back, each a 32-bit count N followed by N codes. Callers size every
+ * buffer: a row of W pixels needs at most W * 2 + 2 bytes of codes. */
+ZTKRN_EXPORT int32_t ZAPI Z_CompressRow(void *row, void *source,
+                                        uint32_t column, uint32_t pixels);
+ZTKRN_EXPORT int32_t ZAPI Z_CompressRows(void *buffer, const void *source,
+                                         uint32_t pixels, uint32_t rows);
+ZTKRN_EXPORT int32_t ZAPI Z_ExpandRow(const void *row, void *destination,
+                                      uint32_t column, uint32_t pixels);
+ZTKRN_EXPORT int32_t ZAPI Z_ExpandRows(const void *buffer, void *destination,
+                                       uint32_t pixels, uint32_t rows);
+ZTKRN_EXPORT int32_t ZAPI Z_MirrorCompressedBuffer(const void *source,
+                                                   void *destination,
+                                                   int32_t rows);
+ZTKRN_EXPORT int32_t ZAPI Z_FlipCompressedBuffer(const void *source,
+                                                 void *destination,
+                                                 int32_t rows);
+ZTKRN_EXPORT int32_t ZAPI Z_TrimBitmapHeap(BitmapHandle *bitmap);
+ZTKRN_EXPORT int32_t ZAPI Z_GrowBitmapHeap(BitmapHandle *bitmap,
+                                           uint32_t bytes);
+ZTKRN_EXPORT int32_t ZAPI Z_GetBitmapRowCompressed(BitmapHandle *bitmap,
+                                                   void *work, void *buffer,
+                                                   int32_t firstRow,
+                                                   int32_t rows);
+ZTKRN_EXPORT int32_t ZAPI Z_PutBitmapRowCompressed(BitmapHandle *bitmap,
+                                                   void *work,
+                                                   const void *buffer,
+                                                   int32_t firstRow,
+                                                   int32_t rows);
+ZTKRN_EXPORT int32_t ZAPI Z_GetBitmapRowColCompressed(BitmapHandle *bitmap,
+                                                      void *work, void *buffer,
+                                                      uint32_t row,
+                                                      uint32_t column,
+                                                      uint32_t pixels);
+ZTKRN_EXPORT int32_t ZAPI Z_PutBitmapRowColCompressed(BitmapHandle *bitmap,
+                                                      void *work,
+                                                      const void *source,
+                                                      uint32_t row,
+                                                      uint32_t column,
+                                                      uint32_t pixels);
+
 /* ------------------------------------------------------------------ */
 /* Palettes                                                        */
 /* ------------------------------------------------------------------ */
