@@ -245,9 +245,8 @@ void *SlotGet() {
     return gSlot != TLS_OUT_OF_INDEXES ? TlsGetValue(gSlot) : nullptr;
 }
 
-void SlotSet(void *value) {
-    if (gSlot != TLS_OUT_OF_INDEXES)
-        TlsSetValue(gSlot, value);
+bool SlotSet(void *value) {
+    return gSlot != TLS_OUT_OF_INDEXES && TlsSetValue(gSlot, value) != 0;
 }
 
 // The slot is emptied before the hook runs, so a thread's value is handed
