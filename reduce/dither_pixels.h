@@ -130,4 +130,13 @@ void StorePacked(uint8_t *row, uint32_t x0, uint32_t count,
 // Any other output depth consumes the pixels and writes nothing.
 inline void StoreNothing(uint8_t *, uint32_t, uint32_t, const uint8_t *) {}
 
+// The decoder for the state's source depth and the bitmap's order and gray
+// table, with `c` filled for it; null for a depth the engine doesn't read.
+DecodeFn ChooseDecoder(const BitmapHandle *bitmap, const DitherState *state,
+                       DecodeContext &c);
+
+// The store for an output depth; 8 bits are written in place by the
+// quantizer, and any depth outside 1..8 writes nothing.
+StoreFn ChooseStore(int32_t outputBits);
+
 } // namespace ztk::dither
