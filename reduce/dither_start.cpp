@@ -191,6 +191,9 @@ int32_t ZAPI Z_StartDithering(BitmapHandle *bitmap, const RGBQUAD *palette,
 int32_t ZAPI Z_StartDitheringExt(BitmapHandle *bitmap, const RGBQUAD *palette,
                                  int32_t colors, int32_t bitsPerPixel,
                                  uint32_t *matchTable) {
+    // A missing record is refused rather than followed.
+    if (bitmap == nullptr)
+        return Z_ERR_PARAM;
     auto *state = static_cast<DitherState *>(
         Z_OsAllocInit(sizeof(DitherState), 1));
     if (state == nullptr)

@@ -44,6 +44,8 @@ TEST(DitherStart, RefusedArgumentsLeaveTheRecord) {
         {"source of 9 bits", 9, 1, 16}, {"source of 0 bits", 0, 1, 16},
     };
     const auto before = LiveUsage();
+    EXPECT_EQ(Z_StartDitheringExt(nullptr, nullptr, 2, 1, nullptr), Z_ERR_PARAM);
+    EXPECT_EQ(Z_StartDithering(nullptr, nullptr, 2), Z_ERR_PARAM);
     for (const Case &c : cases) {
         BitmapHandle h{};
         Z_InitBitmap(&h, 4, 1, 24);
