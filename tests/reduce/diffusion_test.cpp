@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "colour/tables/fixed_palettes.h"
+#include "reduce/tables/dither_tables.h"
 #include "tests/reduce/dither_support.h"
 
 namespace ztk::testing {
@@ -263,6 +264,46 @@ TEST(Diffusion, NarrowRowsMatchThePlainModel) {
             EXPECT_EQ(Dither24(method, nullptr, 4, image),
                       ModelDither(method, image, grays, tables::FixedPalette2.entries))
                 << "method " << method << " width " << width;
+    }
+}
+
+// Every fixed set under every kernel, each index by its own rule; the
+// shortened sets count the entries they lack as black.
+TEST(Diffusion, EveryFixedKindMatchesThePlainModel) {
+    struct Kind {
+        int32_t colors;
+        const RGBQUAD *palette; // passed to the start; null for the fixed set
+        std::function<int(int, int, int)> index;
+    };
+    const Kind kinds[] = {
+        {2, nullptr, [](int r, int g, int b) { return ((2 * r + 5 * g + b + 4) >> 10) & 1; }},
+        {3, nullptr, [](int r, int g, int b) { return ((2 * r + 5 * g + b + 4) >> 9) & 3; }},
+        {8, nullptr, [](int r, int g, int b) { return ((r >> 7) << 2) | ((g >> 7) << 1) | (b >> 7); }},
+        {16, nullptr, [](int r, int g, int b) {
+             const int i = ((b >> 7) << 2) | ((g >> 7) << 1) | (r >> 7);
+             return i ? i + 8 : 0;
+         }},
+        {32, nullptr, [](int r, int g, int b) { return ((r >> 6) << 3) | ((g >> 6) << 1) | (b >> 7); }},
+        {64, nullptr, [](int r, int g, int b) { return ((r >> 6) << 4) | ((g >> 6) << 2) | (b >> 6); }},
+        {100, nullptr, [](int r, int g, int b) { return ((r >> 6) << 5) | ((g >> 5) << 2) | (b >> 6); }},
+        {256, nullptr, [](int r, int g, int b) { return ((r >> 5) << 5) | ((g >> 5) << 2) | (b >> 6); }},
+        {216, tables::CubePalette216.entries,
+         [](int r, int g, int b) { return (r / 51 * 6 + g / 51) * 6 + b / 51; }},
+    };
+    const RGBQUAD *sets[9] = {tables::FixedPalette1.entries, tables::FixedPalette2.entries,
+                              tables::FixedPalette3.entries, tables::FixedPalette4.entries,
+                              tables::FixedPalette5.entries, tables::FixedPalette6.entries,
+                              tables::FixedPalette7.entries, tables::FixedPalette8.entries,
+                              tables::CubePalette216.entries};
+    const ColourRows image = NoiseImage(7, 5, 5);
+    for (size_t k = 0; k < 9; ++k) {
+        // What the error is measured on: the entries passed, zero beyond.
+        std::vector<RGBQUAD> target(256, Quad(0, 0, 0));
+        std::copy(sets[k], sets[k] + kinds[k].colors, target.begin());
+        for (uint32_t method = 1; method <= 6; ++method)
+            EXPECT_EQ(Dither24(method, kinds[k].palette, kinds[k].colors, image),
+                      ModelDither(method, image, kinds[k].index, target.data()))
+                << "colors " << kinds[k].colors << " method " << method;
     }
 }
 

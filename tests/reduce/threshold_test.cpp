@@ -91,6 +91,7 @@ int ExpectedOffset(int32_t colors, uint32_t t) {
     case 32: return int(t / 5) - 25;
     case 64: return int(t / 6) - 21;
     case 128: return int(t / 7) - 18;
+    case 216: return int(t / 6) - 21; // the cube
     default: return int(t >> 3) - 16;
     }
 }
@@ -112,6 +113,7 @@ int ExpectedIndex(int32_t colors, uint32_t t, Colour c) {
     case 32: return ((r >> 6) << 3) | ((g >> 6) << 1) | (b >> 7);
     case 64: return ((r >> 6) << 4) | ((g >> 6) << 2) | (b >> 6);
     case 128: return ((r >> 6) << 5) | ((g >> 5) << 2) | (b >> 6);
+    case 216: return (r / 51 * 6 + g / 51) * 6 + b / 51;
     default: return ((r >> 5) << 5) | ((g >> 5) << 2) | (b >> 6);
     }
 }
@@ -124,9 +126,11 @@ TEST(Threshold, EveryFixedSetFollowsItsRuleAndRepeatsEvery8) {
         const tables::ThresholdMatrix &m = method == DitherOrdered
                                                ? tables::OrderedMatrix
                                                : tables::ClusteredMatrix;
-        for (int32_t colors : {2, 4, 8, 16, 32, 64, 128, 256}) {
+        for (int32_t colors : {2, 4, 8, 16, 32, 64, 128, 256, 216}) {
+            // 216 stands for the cube, passed as a palette.
+            const RGBQUAD *palette = colors == 216 ? tables::CubePalette216.entries : nullptr;
             for (const Colour &c : colours) {
-                const IndexRows out = Dither24(method, nullptr, colors, Flat(19, 17, c));
+                const IndexRows out = Dither24(method, palette, colors, Flat(19, 17, c));
                 for (size_t y = 0; y < 17; ++y)
                     for (size_t x = 0; x < 19; ++x)
                         ASSERT_EQ(out[y][x], ExpectedIndex(colors, m[y & 7][x & 7], c))
