@@ -124,6 +124,49 @@ TEST(DitherPixels, GrayTablesPickEntries) {
     }
 }
 
+// A window that lies wholly above the sample reads as black; a gray table
+// dropped after the start leaves a window wider than a byte, whose values
+// are held to white.
+TEST(DitherPixels, OddWindowsStayInRange) {
+    const std::vector<uint8_t> row = {0x42, 0x00, 0x34, 0x12};
+    std::vector<Px> out(2);
+    {
+        Source source(2, 16, DitherNone, 2);
+        source.h.HighBit = 40;
+        ASSERT_EQ(Z_StartDithering(source.get(), nullptr, 256), Z_OK);
+        EXPECT_EQ(source.state()->GrayShift, 33u);
+        DecodeContext context{};
+        ChooseDecoder(source.get(), source.state(), context)(context, row.data(), 0, 2,
+                                                              out.data());
+        EXPECT_EQ(out[0].r, 0);
+        EXPECT_EQ(out[1].g, 0);
+    }
+    {
+        RGBQUAD lut[4] = {};
+        Source source(2, 16, DitherNone, 2);
+        source.h.GrayLUT = lut;
+        source.h.GrayLUTLength = 4;
+        source.h.Flags |= BITMAP_GRAYLUT;
+        ASSERT_EQ(Z_StartDithering(source.get(), nullptr, 256), Z_OK);
+        source.h.Flags &= ~BITMAP_GRAYLUT;
+        source.h.GrayLUT = nullptr;
+        DecodeContext context{};
+        ChooseDecoder(source.get(), source.state(), context)(context, row.data(), 0, 2,
+                                                              out.data());
+        EXPECT_EQ(out[0].b, 0x42);
+        EXPECT_EQ(out[1].r, 255);
+    }
+}
+
+// With no dithering a fixed set takes the plain high bits of each channel.
+TEST(DitherPixels, PlainHighBitsWithoutDithering) {
+    EXPECT_EQ(Dither24(DitherNone, nullptr, 8, {{{128, 128, 128}, {127, 127, 127}}}),
+              (IndexRows{{7, 0}}));
+    EXPECT_EQ(Dither24(DitherNone, nullptr, 16, {{{128, 128, 128}, {127, 127, 127},
+                                                  {0, 0, 255}, {255, 0, 0}}}),
+              (IndexRows{{15, 0, 12, 9}}));
+}
+
 TEST(DitherPixels, EveryOutputDepthKeepsUncoveredBits) {
     struct Case {
         int32_t bits;
