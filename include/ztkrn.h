@@ -415,6 +415,58 @@ ZTKRN_EXPORT const uint8_t * ZAPI Z_Get1BitOnTable(void);
 
 /* (declarations of this family follow as it is built) */
 
+/* Values of BitmapHandle.DitheringMethod. */
+#define DitherNone 0
+#define DitherFloydSteinberg 1
+#define DitherStucki 2
+#define DitherBurkes 3
+#define DitherSierra 4
+#define DitherStevensonArce 5
+#define DitherJarvisJudiceNinke 6
+#define DitherOrdered 7
+#define DitherClustered 8
+
+/* The running dither of one bitmap, hung on BitmapHandle.DitherState from
+ * a successful start until Z_StopDithering. */
+typedef struct DitherState {
+    uint32_t RowCounter;          /* rows done; threshold methods only */
+    uint32_t TargetColors;        /* entries in TargetPalette */
+    RGBQUAD SourcePalette[256];   /* the source's colours, up to 8 bits */
+    RGBQUAD TargetPalette[256];   /* the output colours */
+    uint32_t *MatchTable;         /* 15-bit key to position + 1, or null */
+    int32_t SourceBits;
+    int32_t Method;
+    int32_t PaletteKind;          /* 0 to 10 */
+    int32_t OutputBits;
+    uint32_t ErrorRowCount;       /* error rows per channel, 0 to 3 */
+    uint32_t ErrorRowLength;      /* slots in each error row */
+    int32_t *RedRows[3];
+    int32_t *GreenRows[3];
+    int32_t *BlueRows[3];
+    RGBQUAD MatchPalette[256];    /* choosable entries; reserved = index */
+    uint32_t MatchCount;
+    uint32_t GrayBits;
+    uint32_t GrayMask;
+    uint32_t GrayShift;
+} DitherState;
+
+/* Starts a dither of the bitmap's rows to `colors` entries (1 to 256) of
+ * `palette`, or of the fixed set of that size when it is null. */
+ZTKRN_EXPORT int32_t ZAPI Z_StartDithering(BitmapHandle *bitmap,
+                                           const RGBQUAD *palette,
+                                           int32_t colors);
+/* The same with the output depth given and, optionally, a caller's match
+ * table, which is used and filled but never freed. */
+ZTKRN_EXPORT int32_t ZAPI Z_StartDitheringExt(BitmapHandle *bitmap,
+                                              const RGBQUAD *palette,
+                                              int32_t colors,
+                                              int32_t bitsPerPixel,
+                                              uint32_t *matchTable);
+/* One row, top row first: Width source pixels to Width indices. */
+ZTKRN_EXPORT int32_t ZAPI Z_DitherLine(BitmapHandle *bitmap,
+                                       const void *source, void *destination);
+ZTKRN_EXPORT int32_t ZAPI Z_StopDithering(BitmapHandle *bitmap);
+
 /* ------------------------------------------------------------------ */
 /* Bitmap copy                                                     */
 /* ------------------------------------------------------------------ */
