@@ -246,6 +246,45 @@ TEST(Platform, CreateAlwaysAndTruncateEmptyAFile) {
     }
 }
 
+// The runtime-style flags of Z_OsOpen, read into a platform request. With
+// neither permission bit the open flags themselves become the share mode.
+TEST(Platform, OpenFlagsAreReadInTheRuntimesManner) {
+    struct Case {
+        int32_t open, permission;
+        uint32_t access, share, creation, attributes;
+    };
+    const uint32_t r = os::kAccessRead, w = os::kAccessWrite, rw = r | w;
+    const Case cases[] = {
+        {0, 0x180, r, 3, os::kOpenExisting, os::kAttributeReadOnly},
+        {1, 0x180, w, 3, os::kOpenExisting, os::kAttributeNormal},
+        {2, 0x100, rw, 1, os::kOpenExisting, os::kAttributeNormal},
+        {3, 0x080, rw, 0, os::kOpenExisting, os::kAttributeNormal},
+        {0x102, 0x180, rw, 3, os::kCreateAlways, os::kAttributeNormal},
+        {0x202, 0x180, rw, 3, os::kTruncateExisting, os::kAttributeNormal},
+        {0x302, 0x180, rw, 3, os::kCreateAlways, os::kAttributeNormal},
+        {2, 0, rw, 2, os::kOpenExisting, os::kAttributeNormal},
+        {0, 0, r, 0, os::kOpenExisting, os::kAttributeReadOnly},
+        {0x101, 0, w, 0x101, os::kCreateAlways, os::kAttributeNormal},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(testing::Message() << std::hex << c.open << " " << c.permission);
+        const os::FileRequest request = os::TranslateOpenFlags(c.open, c.permission);
+        EXPECT_EQ(request.access, c.access);
+        EXPECT_EQ(request.share, c.share);
+        EXPECT_EQ(request.creation, c.creation);
+        EXPECT_EQ(request.attributes, c.attributes);
+    }
+}
+
+// Bit 0 of the attribute word creates the file for reading alone.
+TEST(Platform, AReadOnlyCreateRefusesWrites) {
+    TempFile temp;
+    ZHANDLE file = Z_OsCreat(temp.name, 1);
+    ASSERT_NE(file, Z_INVALID_HANDLE);
+    EXPECT_EQ(Z_OsWrite(file, "x", 1), -1);
+    EXPECT_EQ(Z_OsClose(file), 0);
+}
+
 // Bitmap files are held by OS handle, which the C runtime's descriptor-based
 // resize doesn't know: the change fails and the file keeps its length.
 TEST(Platform, TheRuntimeCannotResizeAFileHeldByHandle) {
@@ -459,40 +498,6 @@ TEST(Platform, EveryAcquisitionPassesTheFaultPoint) {
         EXPECT_FALSE(a.acquire());
         EXPECT_TRUE(ztk::test::FailureFired());
         ztk::test::FailAcquisition(0);
-        EXPECT_EQ(LiveUsage(), before);
-    }
-}
-
-// ---- the storage tiers on the platform's own memory ------------------------------
-
-TEST(Platform, EachTierKeepsRowsThroughAHeightChange) {
-    using ztk::testing::Tier;
-    for (Tier tier : {Tier::Mapping, Tier::GlobalBlock, Tier::TemporaryFile}) {
-        SCOPED_TRACE(ztk::testing::TierName(tier));
-        const Usage before = LiveUsage();
-        {
-            ztk::testing::TierScope scope(tier);
-            ztk::testing::Bitmap bitmap(33, 4, 8); // 36-byte rows
-            ASSERT_EQ(Z_AllocateBitmap(bitmap.get(), ztk::testing::MemoryFor(tier)),
-                      Z_OK);
-            const int32_t lock = Z_LockBitmap(bitmap.get());
-            for (uint32_t row = 0; row < 4; ++row) {
-                std::vector<uint8_t> data = Pattern(36, row);
-                EXPECT_EQ(Z_PutBitmapRow(bitmap.get(), data.data(), row, 36), 36);
-            }
-            Z_UnlockBitmap(bitmap.get(), lock);
-            // A temporary file keeps its height: the runtime can't resize it.
-            const int32_t grown = Z_ChangeBitmapHeight(bitmap.get(), 6);
-            EXPECT_EQ(grown, tier == Tier::TemporaryFile ? Z_ERR_NOMEM : Z_OK);
-            EXPECT_EQ(bitmap->Height, tier == Tier::TemporaryFile ? 4 : 6);
-            const int32_t again = Z_LockBitmap(bitmap.get());
-            for (uint32_t row = 0; row < 4; ++row) {
-                std::vector<uint8_t> back(36, 0);
-                EXPECT_EQ(Z_GetBitmapRow(bitmap.get(), back.data(), row, 36), 36);
-                EXPECT_EQ(back, Pattern(36, row)) << row;
-            }
-            Z_UnlockBitmap(bitmap.get(), again);
-        }
         EXPECT_EQ(LiveUsage(), before);
     }
 }
