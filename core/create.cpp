@@ -68,6 +68,22 @@ int32_t TakeRegion(BitmapHandle *destination, const BitmapHandle *source,
     return copy(destination, const_cast<BitmapHandle *>(source), 0, 0);
 }
 
+void ReleaseOwned(BitmapHandle *bitmap) {
+    if (bitmap->Palette != nullptr) {
+        os::ObjectDelete(bitmap->Palette);
+        bitmap->Palette = nullptr;
+    }
+    if (bitmap->Region != nullptr) {
+        Z_DeleteZarnRgn(bitmap->Region);
+        bitmap->Region = nullptr;
+    }
+    if (bitmap->GrayLUT != nullptr) {
+        Z_OsFree(bitmap->GrayLUT);
+        bitmap->GrayLUT = nullptr;
+        bitmap->GrayLUTLength = 0;
+    }
+}
+
 } // namespace
 } // namespace ztk
 
@@ -145,13 +161,10 @@ int32_t ZAPI Z_FreeDuplicateBitmap(BitmapHandle *bitmap, uint32_t options) {
         Z_FreeBitmap(bitmap);
         return Z_OK;
     }
-    // A record without storage can still hold a copy of the gray table;
-    // it belongs to nobody else.
-    if (bitmap->GrayLUT != nullptr) {
-        Z_OsFree(bitmap->GrayLUT);
-        bitmap->GrayLUT = nullptr;
-        bitmap->GrayLUTLength = 0;
-    }
+    // Storage is left alone; what the duplicate made for the record (its
+    // own palette, region and gray table) belongs to nobody else and would
+    // otherwise be lost.
+    ReleaseOwned(bitmap);
     return Z_OK;
 }
 
