@@ -153,8 +153,19 @@ constexpr uint32_t SpreadGray(uint32_t gray, int64_t bits) {
     return (ShiftLeft(gray, bits) - gray) / 255u;
 }
 
+// A window whose shift would move every bit out reads nothing. Settled
+// once when the window is made, so that taking a sample needs no test.
+constexpr GrayWindow Readable(GrayWindow window) {
+    if (window.shift < 0 || window.shift > 31) {
+        window.shift = 0;
+        window.mask = 0;
+    }
+    return window;
+}
+
+// A sample through a window made Readable.
 constexpr uint32_t Windowed(uint32_t sample, const GrayWindow &window) {
-    return ShiftRight(sample, window.shift) & window.mask;
+    return (sample >> window.shift) & window.mask;
 }
 
 // The 256-entry gray-to-palette map is indexed by a windowed sample, which

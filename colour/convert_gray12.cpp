@@ -105,7 +105,7 @@ int32_t ConvertFromGray12(const ConvertRequest &r) {
     if ((r.options & CONVERT_DST_GRAY) &&
         (r.destinationBits == 12 || r.destinationBits == 16))
         grayLut = nullptr;
-    const GrayWindow window = WindowFor(r, LimitFor(r, grayLut));
+    const GrayWindow window = Readable(WindowFor(r, LimitFor(r, grayLut)));
     const bool blueFirst = r.destinationOrder == 1;
     auto bytes = [blueFirst](const Rgb &c) { return ToBytes(c, blueFirst); };
     switch (target) {

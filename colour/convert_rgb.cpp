@@ -2,6 +2,8 @@
 // the changes between 24 and 32 bits are plain byte moves; gray targets go
 // through a table of the 256 gray levels; palette targets search the
 // palette for every pixel, as there is nothing smaller to map from.
+#include <cstddef>
+
 #include "colour/convert.h"
 #include "core/packed.h"
 #include "ztkrn.h"
@@ -17,11 +19,28 @@ void Repack(uint8_t *row, uint32_t width, bool swap) {
         MapPixels<Src, Dst>(row, row, width, [](uint32_t v) { return v; });
 }
 
-// 24 to 24 or 32 to 32 swaps red and blue or does nothing; otherwise the
-// three colour bytes move to the new width, a 32-bit fourth byte being 0.
+// Red and blue trade places where they stand; the rest of the pixel is
+// not touched at all.
+template <class Layout>
+void SwapInPlace(uint8_t *row, uint32_t width) {
+    constexpr size_t bytes = size_t(Layout::kBits / 8);
+    for (size_t i = 0, end = size_t(width) * bytes; i < end; i += bytes) {
+        const uint8_t first = row[i];
+        row[i] = row[i + 2];
+        row[i + 2] = first;
+    }
+}
+
+// 24 to 24 or 32 to 32 swaps red and blue (equal orders never get here);
+// otherwise the three colour bytes move to the new width, a 32-bit fourth
+// byte being 0.
 template <class Src>
 void ToColourBytes(const ConvertRequest &r, Target target) {
     const bool swap = r.sourceOrder != r.destinationOrder;
+    if ((target == Target::Bytes24) == (Src::kBits == 24)) {
+        SwapInPlace<Src>(r.buffer, r.width);
+        return;
+    }
     if (target == Target::Bytes24)
         Repack<Src, Layout24>(r.buffer, r.width, swap);
     else
@@ -64,10 +83,11 @@ void ToIndex(const ConvertRequest &r) {
 
 template <class Src, bool BlueFirst>
 void To16(const ConvertRequest &r) {
-    auto pack = [redHigh = r.destinationOrder == 1](uint32_t v) {
-        return To555(FromBytes(v, BlueFirst), redHigh);
-    };
-    MapPixels<Src, Layout16>(r.buffer, r.buffer, r.width, pack);
+    WithFlag(r.destinationOrder == 1, [&](auto redHigh) {
+        MapPixels<Src, Layout16>(r.buffer, r.buffer, r.width, [](uint32_t v) {
+            return To555(FromBytes(v, BlueFirst), decltype(redHigh)::value);
+        });
+    });
 }
 
 template <class Src, bool BlueFirst>

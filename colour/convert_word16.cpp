@@ -239,7 +239,7 @@ int32_t ConvertFromWord16(const ConvertRequest &r) {
                               (target == Target::Colour16 && !srcGray);
     if (orderMatters && !IsColourOrder(r.destinationOrder))
         return Z_ERR_PARAM;
-    const GrayWindow window = WindowFor(r);
+    const GrayWindow window = Readable(WindowFor(r));
     // Gray reaches 24 and 32 bits only when nothing else is asked for; any
     // other option bit sends the samples down the colour path.
     const bool colourBytes = (target == Target::Bytes24 ||

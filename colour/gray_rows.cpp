@@ -20,7 +20,8 @@ template <class Src, class Dst, class FromGray, class FromLevel>
 void GrayRow(uint32_t count, const RGBQUAD *grayLut, const uint8_t *source,
              uint8_t *destination, uint32_t mask, uint32_t shift,
              FromGray fromGray, FromLevel fromLevel) {
-    const GrayWindow window{0, mask, int32_t(shift > 63 ? 63 : shift)};
+    const GrayWindow window =
+        Readable(GrayWindow{0, mask, int32_t(shift > 63 ? 63 : shift)});
     if (grayLut != nullptr) {
         MapPixels<Src, Dst>(source, destination, count, [&](uint32_t s) {
             return fromGray(TableGray(grayLut, Windowed(s, window)));
@@ -37,12 +38,15 @@ void GrayRow(uint32_t count, const RGBQUAD *grayLut, const uint8_t *source,
 template <class Src>
 void GrayTo8(uint32_t count, const RGBQUAD *grayLut, const uint8_t *source,
              uint8_t *destination, uint32_t mask, uint32_t shift) {
+    auto gray = [](uint32_t g) { return g; };
+    if (mask >= 255u) {
+        GrayRow<Src, Layout8>(count, grayLut, source, destination, mask, shift,
+                              gray, [](uint32_t v) { return v; });
+        return;
+    }
     const Divider byMask(mask);
-    const bool stretch = mask < 255u;
-    GrayRow<Src, Layout8>(
-        count, grayLut, source, destination, mask, shift,
-        [](uint32_t g) { return g; },
-        [&](uint32_t v) { return stretch ? byMask(v * 255u) : v; });
+    GrayRow<Src, Layout8>(count, grayLut, source, destination, mask, shift,
+                          gray, [&](uint32_t v) { return byMask(v * 255u); });
 }
 
 } // namespace

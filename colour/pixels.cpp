@@ -92,9 +92,9 @@ ColorValue ReadWide(BitmapHandle *bitmap, uint32_t row, uint32_t column) {
     const int32_t bits = bitmap->BitsPerPixel;
     const bool gray = bitmap->Order == 2;
     // A 12-bit bitmap holds gray whatever its order says.
-    const GrayWindow window =
+    const GrayWindow window = Readable(
         gray ? GrayWindowOf(bits, bits, bitmap->LowBit, bitmap->HighBit)
-             : GrayWindowOf(bits, bits, -1, -1);
+             : GrayWindowOf(bits, bits, -1, -1));
     uint8_t bytes[3] = {};
     const uint32_t count = bits == 12 || bits == 16 ? 2u : 3u;
     BitmapLock lock(bitmap);

@@ -203,15 +203,40 @@ bool WithLayout(int32_t bitsPerPixel, F &&f) {
 // Rewrites `count` pixels from one layout to another, pixel x of `source`
 // becoming pixel x of `destination` through `fn`. The rows may be one and
 // the same: a widening runs from the last pixel back, anything else from
-// the first, so no pixel is overwritten before it has been read.
+// the first, so no pixel is overwritten before it has been read. Neither
+// direction ever writes over the source of a pixel still to come, so
+// pixels are taken four at a time, all read before any is written, which
+// keeps loads from waiting on the stores before them.
 template <class Src, class Dst, class Fn>
 void MapPixels(const uint8_t *source, uint8_t *destination, uint32_t count,
                Fn &&fn) {
     if constexpr (Dst::kBits > Src::kBits) {
-        for (uint32_t x = count; x-- > 0;)
+        uint32_t x = count;
+        for (; x >= 4; x -= 4) {
+            const uint32_t a = Src::Get(source, x - 4);
+            const uint32_t b = Src::Get(source, x - 3);
+            const uint32_t c = Src::Get(source, x - 2);
+            const uint32_t d = Src::Get(source, x - 1);
+            Dst::Put(destination, x - 1, fn(d));
+            Dst::Put(destination, x - 2, fn(c));
+            Dst::Put(destination, x - 3, fn(b));
+            Dst::Put(destination, x - 4, fn(a));
+        }
+        while (x-- > 0)
             Dst::Put(destination, x, fn(Src::Get(source, x)));
     } else {
-        for (uint32_t x = 0; x < count; ++x)
+        uint32_t x = 0;
+        for (; x + 4 <= count; x += 4) {
+            const uint32_t a = Src::Get(source, x);
+            const uint32_t b = Src::Get(source, x + 1);
+            const uint32_t c = Src::Get(source, x + 2);
+            const uint32_t d = Src::Get(source, x + 3);
+            Dst::Put(destination, x, fn(a));
+            Dst::Put(destination, x + 1, fn(b));
+            Dst::Put(destination, x + 2, fn(c));
+            Dst::Put(destination, x + 3, fn(d));
+        }
+        for (; x < count; ++x)
             Dst::Put(destination, x, fn(Src::Get(source, x)));
     }
 }
