@@ -122,6 +122,31 @@ TEST_F(Pixels, UntaggedColoursAreSearchedInThePalette) {
     EXPECT_EQ(Stored(one, 0)[0], 0x80);
 }
 
+TEST_F(Pixels, ARawLevelTagIsNoIndexAndNoGrayLevel) {
+    BitmapHandle *b = Make(8, 1, 4);
+    ASSERT_EQ(Z_PutPixelColor(b, 0, 0, ColorTagRaw16 | Direct(0, 0, 120)), Z_OK);
+    EXPECT_EQ(Stored(b, 0)[0], 0x40);
+    // On a gray bitmap its bytes are a colour: gray (2 * 0x34 + 5 * 0x12 +
+    // 4) >> 3 = 24, spread over 16 bits.
+    BitmapHandle *g = Make(2, 1, 16, 2);
+    ASSERT_EQ(Z_PutPixelColor(g, 0, 1, ColorTagRaw16 | 0x1234), Z_OK);
+    EXPECT_EQ(GetPixelBits(Stored(g, 0).data(), 1, 16), 24u * 0x101);
+}
+
+TEST_F(Pixels, TwelveBitPixelsWithAGrayTable) {
+    BitmapHandle *b = Make(3, 1, 12, 2);
+    std::vector<RGBQUAD> table(16);
+    for (uint32_t i = 0; i < 16; ++i)
+        table[i] = Rgb(uint8_t(i * 16), 0, 0);
+    SetGrayTable(b, table);
+    b->LowBit = 4;
+    b->HighBit = 7;
+    ASSERT_EQ(Z_PutPixelColor(b, 0, 1, Direct(0x50, 0, 0)), Z_OK);
+    EXPECT_EQ(Get12(Stored(b, 0).data(), 1), 5u << 4);
+    EXPECT_EQ(Z_GetPixelColor(b, 0, 1), Direct(0x50, 0, 0));
+    EXPECT_EQ(Z_GetPixelColor(b, 0, 0), Direct(0, 0, 0));
+}
+
 TEST_F(Pixels, OneAndFourBitColumnsAddressByTheirLow16Bits) {
     BitmapHandle *b = Make(65536 + 16, 1, 1);
     ASSERT_EQ(Z_PutPixelColor(b, 0, 3, ColorTagIndex | 1), Z_OK);
