@@ -23,7 +23,8 @@ struct ConvertRequest {
     int32_t destinationBits;
     int32_t sourceOrder;
     int32_t destinationOrder;
-    // An RGBQUAD palette, or for a 12- or 16-bit gray source its GrayLUT.
+    // An RGBQUAD palette, or for a 12- or 16-bit gray source its GrayLUT,
+    // which must cover every sample the source window can give.
     const RGBQUAD *sourcePalette;
     const RGBQUAD *destinationPalette;
     uint32_t options;
@@ -172,6 +173,21 @@ constexpr uint32_t Windowed(uint32_t sample, const GrayWindow &window) {
 // a window wider than 8 bits can carry past the map; such samples take the
 // brightest level's entry.
 constexpr uint32_t MapIndex(uint32_t v) { return v > 255u ? 255u : v; }
+
+// A result for every 8-bit gray, worked out once per row so that a pixel
+// loop reads a table instead of computing (and dividing) per pixel.
+struct GrayTable {
+    uint32_t values[256];
+    uint32_t operator[](uint32_t gray) const { return values[gray & 0xFFu]; }
+};
+
+template <class Fn>
+GrayTable TabulateGray(Fn &&fn) {
+    GrayTable table{};
+    for (uint32_t g = 0; g < 256; ++g)
+        table.values[g] = fn(g);
+    return table;
+}
 
 // Calls f with a compile-time true or false, so that a flag fixed for the
 // row becomes a template constant of the kernel.

@@ -118,6 +118,13 @@ uint32_t TableGray(const RGBQUAD *grayLut, uint32_t index) {
     return GrayOf(RgbOf(grayLut[index]));
 }
 
+// A table's gray spread over the window's bits and put in its place.
+GrayTable SpreadTable(const GrayWindow &window) {
+    return TabulateGray([&](uint32_t g) {
+        return ShiftLeft(SpreadGray(g, window.bits), window.shift);
+    });
+}
+
 void GrayTo12(const ConvertRequest &r, const GrayWindow &window) {
     const RGBQUAD *lut = r.sourcePalette;
     const bool dstWindow = Has(r, CONVERT_DST_WINDOW);
@@ -131,17 +138,15 @@ void GrayTo12(const ConvertRequest &r, const GrayWindow &window) {
     } else if (!dstWindow) {
         // This one path weighs green and blue the other way round; output
         // made through it has always looked like this.
-        Map<Layout12>(r, [lut](uint32_t s) {
+        const GrayTable spread =
+            TabulateGray([](uint32_t g) { return g * 273u / 17u; });
+        Map<Layout12>(r, [&](uint32_t s) {
             const RGBQUAD &e = lut[s];
-            const uint32_t g = ((2u * e.rgbRed + e.rgbGreen + 5u * e.rgbBlue +
-                                 4u) >> 3) & 0xFFu;
-            return g * 273u / 17u;
+            return spread[(2u * e.rgbRed + e.rgbGreen + 5u * e.rgbBlue + 4u) >> 3];
         });
     } else {
-        Map<Layout12>(r, [&](uint32_t s) {
-            return ShiftLeft(SpreadGray(TableGray(lut, s), window.bits),
-                             window.shift);
-        });
+        const GrayTable spread = SpreadTable(window);
+        Map<Layout12>(r, [&](uint32_t s) { return spread[TableGray(lut, s)]; });
     }
 }
 
@@ -156,10 +161,8 @@ void GrayTo16(const ConvertRequest &r, const GrayWindow &window) {
     } else if (lut == nullptr && Has(r, CONVERT_DST_WINDOW)) {
         Map<Layout16>(r, [&](uint32_t s) { return Rewindowed(s, window); });
     } else if (lut != nullptr && !srcWindow) {
-        Map<Layout16>(r, [&](uint32_t s) {
-            return ShiftLeft(SpreadGray(TableGray(lut, s), window.bits),
-                             window.shift);
-        });
+        const GrayTable spread = SpreadTable(window);
+        Map<Layout16>(r, [&](uint32_t s) { return spread[TableGray(lut, s)]; });
     } else if (lut != nullptr) {
         Map<Layout16>(r, [&](uint32_t s) {
             return TableGray(lut, Windowed(s, window)) * 0x101u;

@@ -3,7 +3,8 @@
 // or rescale it to the destination's range.
 //
 // Rescaling divides by the window's mask, which is fixed for the row, so
-// it goes through a Divider rather than a division per pixel.
+// it goes through a Divider; a table's gray goes through a table of the 256
+// results. No pixel loop divides.
 #include "colour/convert.h"
 #include "core/packed.h"
 
@@ -23,8 +24,9 @@ void GrayRow(uint32_t count, const RGBQUAD *grayLut, const uint8_t *source,
     const GrayWindow window =
         Readable(GrayWindow{0, mask, int32_t(shift > 63 ? 63 : shift)});
     if (grayLut != nullptr) {
+        const GrayTable byGray = TabulateGray(fromGray);
         MapPixels<Src, Dst>(source, destination, count, [&](uint32_t s) {
-            return fromGray(TableGray(grayLut, Windowed(s, window)));
+            return byGray[TableGray(grayLut, Windowed(s, window))];
         });
     } else {
         MapPixels<Src, Dst>(source, destination, count, [&](uint32_t s) {
