@@ -13,6 +13,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 namespace ztk {
 
@@ -112,16 +113,69 @@ void PutPixelBits(uint8_t *row, uint32_t x, int32_t bitsPerPixel,
 // pixel: an index or sample up to 16 bits, the bytes in memory order (first
 // byte lowest) at 24 and 32. Kernels are instantiated on these once per row
 // so that no pixel loop asks for the depth.
+//
+// Each layout also reads and writes four pixels from pixel x at once; the
+// byte-sized colour layouts do it in whole 32-bit words.
+// Four pixel values, passed by value so that they stay in registers while
+// bytes are stored around them.
+struct Quad {
+    uint32_t a, b, c, d;
+};
+
+template <class Layout>
+struct LayoutGroups {
+    static Quad Get4(const uint8_t *row, uint32_t x) {
+        return Quad{Layout::Get(row, x), Layout::Get(row, x + 1),
+                    Layout::Get(row, x + 2), Layout::Get(row, x + 3)};
+    }
+    static void Put4(uint8_t *row, uint32_t x, Quad q) {
+        Layout::Put(row, x, q.a);
+        Layout::Put(row, x + 1, q.b);
+        Layout::Put(row, x + 2, q.c);
+        Layout::Put(row, x + 3, q.d);
+    }
+};
+
+// Little-endian words at any address; one move on a little-endian host.
+inline uint32_t Load32(const uint8_t *p) {
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+    uint32_t v;
+    std::memcpy(&v, p, 4);
+    return v;
+#else
+    return uint32_t(p[0]) | (uint32_t(p[1]) << 8) | (uint32_t(p[2]) << 16) |
+           (uint32_t(p[3]) << 24);
+#endif
+}
+inline void Store32(uint8_t *p, uint32_t v) {
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+    std::memcpy(p, &v, 4);
+#else
+    p[0] = uint8_t(v);
+    p[1] = uint8_t(v >> 8);
+    p[2] = uint8_t(v >> 16);
+    p[3] = uint8_t(v >> 24);
+#endif
+}
+
 struct Layout8 {
     static constexpr int32_t kBits = 8;
     static uint32_t Get(const uint8_t *row, uint32_t x) { return row[x]; }
     static void Put(uint8_t *row, uint32_t x, uint32_t v) {
         row[x] = uint8_t(v);
     }
+    static Quad Get4(const uint8_t *row, uint32_t x) {
+        const uint32_t w = Load32(row + x);
+        return Quad{w & 0xFFu, (w >> 8) & 0xFFu, (w >> 16) & 0xFFu, w >> 24};
+    }
+    static void Put4(uint8_t *row, uint32_t x, Quad q) {
+        Store32(row + x, (q.a & 0xFFu) | ((q.b & 0xFFu) << 8) |
+                             ((q.c & 0xFFu) << 16) | (q.d << 24));
+    }
 };
 
 template <int Bits>
-struct LayoutPacked {
+struct LayoutPacked : LayoutGroups<LayoutPacked<Bits>> {
     static constexpr int32_t kBits = Bits;
     static uint32_t Get(const uint8_t *row, uint32_t x) {
         return GetPacked<Bits>(row, x);
@@ -131,7 +185,7 @@ struct LayoutPacked {
     }
 };
 
-struct Layout12 {
+struct Layout12 : LayoutGroups<Layout12> {
     static constexpr int32_t kBits = 12;
     static uint32_t Get(const uint8_t *row, uint32_t x) { return Get12(row, x); }
     static void Put(uint8_t *row, uint32_t x, uint32_t v) { Put12(row, x, v); }
@@ -147,6 +201,15 @@ struct Layout16 {
         row[2 * x] = uint8_t(v);
         row[2 * x + 1] = uint8_t(v >> 8);
     }
+    static Quad Get4(const uint8_t *row, uint32_t x) {
+        const uint32_t low = Load32(row + size_t(x) * 2);
+        const uint32_t high = Load32(row + size_t(x) * 2 + 4);
+        return Quad{low & 0xFFFFu, low >> 16, high & 0xFFFFu, high >> 16};
+    }
+    static void Put4(uint8_t *row, uint32_t x, Quad q) {
+        Store32(row + size_t(x) * 2, (q.a & 0xFFFFu) | (q.b << 16));
+        Store32(row + size_t(x) * 2 + 4, (q.c & 0xFFFFu) | (q.d << 16));
+    }
 };
 
 struct Layout24 {
@@ -161,21 +224,42 @@ struct Layout24 {
         p[1] = uint8_t(v >> 8);
         p[2] = uint8_t(v >> 16);
     }
+    // Four pixels are exactly three words.
+    static Quad Get4(const uint8_t *row, uint32_t x) {
+        const uint8_t *p = row + size_t(x) * 3;
+        const uint32_t a = Load32(p), b = Load32(p + 4), c = Load32(p + 8);
+        return Quad{a & 0xFFFFFFu, (a >> 24) | ((b & 0xFFFFu) << 8),
+                    (b >> 16) | ((c & 0xFFu) << 16), c >> 8};
+    }
+    static void Put4(uint8_t *row, uint32_t x, Quad q) {
+        uint8_t *p = row + size_t(x) * 3;
+        const uint32_t a = (q.a & 0xFFFFFFu) | (q.b << 24);
+        const uint32_t b = ((q.b >> 8) & 0xFFFFu) | (q.c << 16);
+        const uint32_t c = ((q.c >> 16) & 0xFFu) | (q.d << 8);
+        Store32(p, a);
+        Store32(p + 4, b);
+        Store32(p + 8, c);
+    }
 };
 
 struct Layout32 {
     static constexpr int32_t kBits = 32;
     static uint32_t Get(const uint8_t *row, uint32_t x) {
-        const uint8_t *p = row + size_t(x) * 4;
-        return uint32_t(p[0]) | (uint32_t(p[1]) << 8) |
-               (uint32_t(p[2]) << 16) | (uint32_t(p[3]) << 24);
+        return Load32(row + size_t(x) * 4);
     }
     static void Put(uint8_t *row, uint32_t x, uint32_t v) {
+        Store32(row + size_t(x) * 4, v);
+    }
+    static Quad Get4(const uint8_t *row, uint32_t x) {
+        const uint8_t *p = row + size_t(x) * 4;
+        return Quad{Load32(p), Load32(p + 4), Load32(p + 8), Load32(p + 12)};
+    }
+    static void Put4(uint8_t *row, uint32_t x, Quad q) {
         uint8_t *p = row + size_t(x) * 4;
-        p[0] = uint8_t(v);
-        p[1] = uint8_t(v >> 8);
-        p[2] = uint8_t(v >> 16);
-        p[3] = uint8_t(v >> 24);
+        Store32(p, q.a);
+        Store32(p + 4, q.b);
+        Store32(p + 8, q.c);
+        Store32(p + 12, q.d);
     }
 };
 
@@ -210,32 +294,19 @@ bool WithLayout(int32_t bitsPerPixel, F &&f) {
 template <class Src, class Dst, class Fn>
 void MapPixels(const uint8_t *source, uint8_t *destination, uint32_t count,
                Fn &&fn) {
+    auto convert = [&fn](Quad q) {
+        return Quad{fn(q.a), fn(q.b), fn(q.c), fn(q.d)};
+    };
     if constexpr (Dst::kBits > Src::kBits) {
         uint32_t x = count;
-        for (; x >= 4; x -= 4) {
-            const uint32_t a = Src::Get(source, x - 4);
-            const uint32_t b = Src::Get(source, x - 3);
-            const uint32_t c = Src::Get(source, x - 2);
-            const uint32_t d = Src::Get(source, x - 1);
-            Dst::Put(destination, x - 1, fn(d));
-            Dst::Put(destination, x - 2, fn(c));
-            Dst::Put(destination, x - 3, fn(b));
-            Dst::Put(destination, x - 4, fn(a));
-        }
+        for (; x >= 4; x -= 4)
+            Dst::Put4(destination, x - 4, convert(Src::Get4(source, x - 4)));
         while (x-- > 0)
             Dst::Put(destination, x, fn(Src::Get(source, x)));
     } else {
         uint32_t x = 0;
-        for (; x + 4 <= count; x += 4) {
-            const uint32_t a = Src::Get(source, x);
-            const uint32_t b = Src::Get(source, x + 1);
-            const uint32_t c = Src::Get(source, x + 2);
-            const uint32_t d = Src::Get(source, x + 3);
-            Dst::Put(destination, x, fn(a));
-            Dst::Put(destination, x + 1, fn(b));
-            Dst::Put(destination, x + 2, fn(c));
-            Dst::Put(destination, x + 3, fn(d));
-        }
+        for (; x + 4 <= count; x += 4)
+            Dst::Put4(destination, x, convert(Src::Get4(source, x)));
         for (; x < count; ++x)
             Dst::Put(destination, x, fn(Src::Get(source, x)));
     }
