@@ -7,11 +7,13 @@
 // the little-endian word at byte 3k, the odd one the high 12 bits of the
 // word at byte 3k+1. Byte-sized depths are plain arrays.
 //
-// The template forms are for kernels chosen once per row; the runtime-depth
-// forms are for single-pixel paths.
+// The template forms and the layout types are for kernels chosen once per
+// row; the runtime-depth forms are for single-pixel paths.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 namespace ztk {
 
@@ -104,6 +106,239 @@ constexpr void Put12(uint8_t *row, uint32_t x, uint32_t value) {
 uint32_t GetPixelBits(const uint8_t *row, uint32_t x, int32_t bitsPerPixel);
 void PutPixelBits(uint8_t *row, uint32_t x, int32_t bitsPerPixel,
                   uint32_t value);
+
+// ---- pixel layouts for row kernels -----------------------------------------
+
+// One type per layout, each with its width in bits and the raw value of a
+// pixel: an index or sample up to 16 bits, the bytes in memory order (first
+// byte lowest) at 24 and 32. Kernels are instantiated on these once per row
+// so that no pixel loop asks for the depth.
+//
+// Each layout also reads and writes four pixels from pixel x at once; the
+// byte-sized colour layouts do it in whole 32-bit words.
+// Four pixel values, passed by value so that they stay in registers while
+// bytes are stored around them.
+struct Quad {
+    uint32_t a, b, c, d;
+};
+
+template <class Layout>
+struct LayoutGroups {
+    static Quad Get4(const uint8_t *row, uint32_t x) {
+        return Quad{Layout::Get(row, x), Layout::Get(row, x + 1),
+                    Layout::Get(row, x + 2), Layout::Get(row, x + 3)};
+    }
+    static void Put4(uint8_t *row, uint32_t x, Quad q) {
+        Layout::Put(row, x, q.a);
+        Layout::Put(row, x + 1, q.b);
+        Layout::Put(row, x + 2, q.c);
+        Layout::Put(row, x + 3, q.d);
+    }
+};
+
+// Little-endian words at any address; one move on a little-endian host.
+inline uint32_t Load32(const uint8_t *p) {
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+    uint32_t v;
+    std::memcpy(&v, p, 4);
+    return v;
+#else
+    return uint32_t(p[0]) | (uint32_t(p[1]) << 8) | (uint32_t(p[2]) << 16) |
+           (uint32_t(p[3]) << 24);
+#endif
+}
+inline void Store32(uint8_t *p, uint32_t v) {
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+    std::memcpy(p, &v, 4);
+#else
+    p[0] = uint8_t(v);
+    p[1] = uint8_t(v >> 8);
+    p[2] = uint8_t(v >> 16);
+    p[3] = uint8_t(v >> 24);
+#endif
+}
+
+struct Layout8 {
+    static constexpr int32_t kBits = 8;
+    static uint32_t Get(const uint8_t *row, uint32_t x) { return row[x]; }
+    static void Put(uint8_t *row, uint32_t x, uint32_t v) {
+        row[x] = uint8_t(v);
+    }
+    static Quad Get4(const uint8_t *row, uint32_t x) {
+        const uint32_t w = Load32(row + x);
+        return Quad{w & 0xFFu, (w >> 8) & 0xFFu, (w >> 16) & 0xFFu, w >> 24};
+    }
+    static void Put4(uint8_t *row, uint32_t x, Quad q) {
+        Store32(row + x, (q.a & 0xFFu) | ((q.b & 0xFFu) << 8) |
+                             ((q.c & 0xFFu) << 16) | (q.d << 24));
+    }
+};
+
+template <int Bits>
+struct LayoutPacked : LayoutGroups<LayoutPacked<Bits>> {
+    static constexpr int32_t kBits = Bits;
+    static uint32_t Get(const uint8_t *row, uint32_t x) {
+        return GetPacked<Bits>(row, x);
+    }
+    static void Put(uint8_t *row, uint32_t x, uint32_t v) {
+        PutPacked<Bits>(row, x, v);
+    }
+};
+
+struct Layout12 : LayoutGroups<Layout12> {
+    static constexpr int32_t kBits = 12;
+    static uint32_t Get(const uint8_t *row, uint32_t x) { return Get12(row, x); }
+    static void Put(uint8_t *row, uint32_t x, uint32_t v) { Put12(row, x, v); }
+};
+
+// Little-endian words; rows need not be aligned.
+struct Layout16 {
+    static constexpr int32_t kBits = 16;
+    static uint32_t Get(const uint8_t *row, uint32_t x) {
+        return uint32_t(row[2 * x]) | (uint32_t(row[2 * x + 1]) << 8);
+    }
+    static void Put(uint8_t *row, uint32_t x, uint32_t v) {
+        row[2 * x] = uint8_t(v);
+        row[2 * x + 1] = uint8_t(v >> 8);
+    }
+    static Quad Get4(const uint8_t *row, uint32_t x) {
+        const uint32_t low = Load32(row + size_t(x) * 2);
+        const uint32_t high = Load32(row + size_t(x) * 2 + 4);
+        return Quad{low & 0xFFFFu, low >> 16, high & 0xFFFFu, high >> 16};
+    }
+    static void Put4(uint8_t *row, uint32_t x, Quad q) {
+        Store32(row + size_t(x) * 2, (q.a & 0xFFFFu) | (q.b << 16));
+        Store32(row + size_t(x) * 2 + 4, (q.c & 0xFFFFu) | (q.d << 16));
+    }
+};
+
+struct Layout24 {
+    static constexpr int32_t kBits = 24;
+    static uint32_t Get(const uint8_t *row, uint32_t x) {
+        const uint8_t *p = row + size_t(x) * 3;
+        return uint32_t(p[0]) | (uint32_t(p[1]) << 8) | (uint32_t(p[2]) << 16);
+    }
+    static void Put(uint8_t *row, uint32_t x, uint32_t v) {
+        uint8_t *p = row + size_t(x) * 3;
+        p[0] = uint8_t(v);
+        p[1] = uint8_t(v >> 8);
+        p[2] = uint8_t(v >> 16);
+    }
+    // Four pixels are exactly three words.
+    static Quad Get4(const uint8_t *row, uint32_t x) {
+        const uint8_t *p = row + size_t(x) * 3;
+        const uint32_t a = Load32(p), b = Load32(p + 4), c = Load32(p + 8);
+        return Quad{a & 0xFFFFFFu, (a >> 24) | ((b & 0xFFFFu) << 8),
+                    (b >> 16) | ((c & 0xFFu) << 16), c >> 8};
+    }
+    static void Put4(uint8_t *row, uint32_t x, Quad q) {
+        uint8_t *p = row + size_t(x) * 3;
+        const uint32_t a = (q.a & 0xFFFFFFu) | (q.b << 24);
+        const uint32_t b = ((q.b >> 8) & 0xFFFFu) | (q.c << 16);
+        const uint32_t c = ((q.c >> 16) & 0xFFu) | (q.d << 8);
+        Store32(p, a);
+        Store32(p + 4, b);
+        Store32(p + 8, c);
+    }
+};
+
+struct Layout32 {
+    static constexpr int32_t kBits = 32;
+    static uint32_t Get(const uint8_t *row, uint32_t x) {
+        return Load32(row + size_t(x) * 4);
+    }
+    static void Put(uint8_t *row, uint32_t x, uint32_t v) {
+        Store32(row + size_t(x) * 4, v);
+    }
+    static Quad Get4(const uint8_t *row, uint32_t x) {
+        const uint8_t *p = row + size_t(x) * 4;
+        return Quad{Load32(p), Load32(p + 4), Load32(p + 8), Load32(p + 12)};
+    }
+    static void Put4(uint8_t *row, uint32_t x, Quad q) {
+        uint8_t *p = row + size_t(x) * 4;
+        Store32(p, q.a);
+        Store32(p + 4, q.b);
+        Store32(p + 8, q.c);
+        Store32(p + 12, q.d);
+    }
+};
+
+// Calls f with the layout of a depth (0 meaning 8-bit samples) and returns
+// true; false, without calling, for a depth that has no layout.
+template <typename F>
+bool WithLayout(int32_t bitsPerPixel, F &&f) {
+    switch (bitsPerPixel) {
+    case 0: case 8: f(Layout8{}); return true;
+    case 1: f(LayoutPacked<1>{}); return true;
+    case 2: f(LayoutPacked<2>{}); return true;
+    case 3: f(LayoutPacked<3>{}); return true;
+    case 4: f(LayoutPacked<4>{}); return true;
+    case 5: f(LayoutPacked<5>{}); return true;
+    case 6: f(LayoutPacked<6>{}); return true;
+    case 7: f(LayoutPacked<7>{}); return true;
+    case 12: f(Layout12{}); return true;
+    case 16: f(Layout16{}); return true;
+    case 24: f(Layout24{}); return true;
+    case 32: f(Layout32{}); return true;
+    default: return false;
+    }
+}
+
+// Rewrites `count` pixels from one layout to another, pixel x of `source`
+// becoming pixel x of `destination` through `fn`. The rows may be one and
+// the same: a widening runs from the last pixel back, anything else from
+// the first, so no pixel is overwritten before it has been read. Neither
+// direction ever writes over the source of a pixel still to come, so
+// pixels are taken four at a time, all read before any is written, which
+// keeps loads from waiting on the stores before them.
+template <class Src, class Dst, class Fn>
+void MapPixels(const uint8_t *source, uint8_t *destination, uint32_t count,
+               Fn &&fn) {
+    auto convert = [&fn](Quad q) {
+        return Quad{fn(q.a), fn(q.b), fn(q.c), fn(q.d)};
+    };
+    if constexpr (Dst::kBits > Src::kBits) {
+        uint32_t x = count;
+        for (; x >= 4; x -= 4)
+            Dst::Put4(destination, x - 4, convert(Src::Get4(source, x - 4)));
+        while (x-- > 0)
+            Dst::Put(destination, x, fn(Src::Get(source, x)));
+    } else {
+        uint32_t x = 0;
+        for (; x + 4 <= count; x += 4)
+            Dst::Put4(destination, x, convert(Src::Get4(source, x)));
+        for (; x < count; ++x)
+            Dst::Put(destination, x, fn(Src::Get(source, x)));
+    }
+}
+
+// The bits of a sub-byte pixel that starts `phase` bits into `bytes`, and
+// their replacement; a pixel that crosses into the next byte is taken as a
+// big-endian pair, as everywhere in the stream.
+constexpr uint32_t GetBitsAt(const uint8_t *bytes, uint32_t phase,
+                             uint32_t bits) {
+    const uint32_t mask = (1u << bits) - 1;
+    if (phase + bits <= 8)
+        return (uint32_t(bytes[0]) >> (8 - bits - phase)) & mask;
+    const uint32_t pair = (uint32_t(bytes[0]) << 8) | bytes[1];
+    return (pair >> (16 - bits - phase)) & mask;
+}
+
+constexpr void PutBitsAt(uint8_t *bytes, uint32_t phase, uint32_t bits,
+                         uint32_t value) {
+    const uint32_t mask = (1u << bits) - 1;
+    value &= mask;
+    if (phase + bits <= 8) {
+        const uint32_t shift = 8 - bits - phase;
+        bytes[0] = uint8_t((bytes[0] & ~(mask << shift)) | (value << shift));
+        return;
+    }
+    const uint32_t shift = 16 - bits - phase;
+    uint32_t pair = (uint32_t(bytes[0]) << 8) | bytes[1];
+    pair = (pair & ~(mask << shift)) | (value << shift);
+    bytes[0] = uint8_t(pair >> 8);
+    bytes[1] = uint8_t(pair);
+}
 
 // ---- edge masks for runs of sub-byte pixels -----------------------------
 
