@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
-#include <functional>
 #include <map>
 #include <vector>
 
@@ -21,11 +20,7 @@ namespace {
 
 // Floyd-Steinberg on {black, gray 200}, searched with the low three bits
 // cleared, so a channel of 104 or more picks 200.
-struct HandCase {
-    const char *what;
-    ColourRows rows;
-    IndexRows expected;
-};
+struct HandCase { const char *what; ColourRows rows; IndexRows expected; };
 
 const HandCase kHandCases[] = {
     // Gray 60, sums S and carries trunc(S / 16):
@@ -59,14 +54,11 @@ TEST(Diffusion, HandWorkedFloydSteinberg) {
         EXPECT_EQ(Dither24(DitherFloydSteinberg, palette, 2, c.rows), c.expected) << c.what;
 }
 
-// Five columns, four rows of assorted colours: an arbitrary palette
-// (searched) and the 256-colour set (channel bits). Worked out from the
-// kernel weights on a plain grid of sums, each divided once toward zero,
-// shares outside the row dropped.
-struct KernelCase {
-    uint32_t method;
-    IndexRows arbitrary, colours;
-};
+// Five columns, four rows of assorted colours on an arbitrary palette
+// (searched). Worked out from the kernel weights on a plain grid of sums,
+// each divided once toward zero, shares outside the row dropped; the fixed
+// sets under every kernel are compared with the plain model below.
+struct KernelCase { uint32_t method; IndexRows expected; };
 
 const ColourRows kScene = {
     {{30, 60, 90}, {120, 20, 250}, {255, 255, 255}, {90, 140, 10}, {180, 180, 180}},
@@ -76,37 +68,26 @@ const ColourRows kScene = {
 };
 
 const KernelCase kKernelCases[] = {
-    {DitherFloydSteinberg, {{0, 2, 3, 1, 2}, {1, 1, 2, 2, 0}, {2, 0, 3, 2, 2}, {1, 3, 0, 3, 2}},
-     {{5, 131, 255, 80, 182}, {224, 41, 25, 107, 0}, {145, 80, 234, 31, 135}, {37, 216, 10, 255, 109}}},
-    {DitherStucki, {{0, 2, 3, 1, 3}, {1, 1, 2, 2, 0}, {2, 1, 1, 2, 2}, {0, 3, 0, 3, 2}},
-     {{5, 99, 255, 80, 182}, {224, 73, 25, 111, 0}, {146, 80, 234, 31, 135}, {36, 216, 9, 255, 109}}},
-    {DitherBurkes, {{0, 2, 3, 1, 3}, {1, 1, 2, 2, 0}, {2, 0, 1, 2, 2}, {1, 3, 2, 3, 2}},
-     {{5, 99, 255, 80, 182}, {224, 73, 25, 111, 0}, {146, 80, 202, 31, 135}, {36, 216, 41, 255, 109}}},
-    {DitherSierra, {{0, 2, 3, 1, 3}, {1, 0, 2, 2, 0}, {2, 1, 1, 2, 2}, {0, 3, 2, 3, 2}},
-     {{5, 99, 255, 80, 182}, {224, 73, 25, 111, 0}, {146, 80, 202, 31, 135}, {36, 216, 41, 255, 109}}},
-    {DitherStevensonArce, {{0, 2, 3, 1, 3}, {1, 0, 2, 2, 0}, {2, 1, 1, 2, 2}, {0, 3, 0, 3, 2}},
-     {{5, 99, 255, 80, 182}, {224, 73, 25, 111, 0}, {145, 80, 202, 31, 135}, {37, 216, 41, 255, 110}}},
-    {DitherJarvisJudiceNinke, {{0, 2, 3, 1, 3}, {1, 0, 2, 2, 0}, {2, 1, 1, 2, 2}, {0, 3, 2, 3, 2}},
-     {{5, 99, 255, 80, 182}, {224, 73, 25, 111, 0}, {146, 80, 202, 31, 135}, {36, 216, 41, 255, 109}}},
+    {DitherFloydSteinberg, {{0, 2, 3, 1, 2}, {1, 1, 2, 2, 0}, {2, 0, 3, 2, 2}, {1, 3, 0, 3, 2}}},
+    {DitherStucki, {{0, 2, 3, 1, 3}, {1, 1, 2, 2, 0}, {2, 1, 1, 2, 2}, {0, 3, 0, 3, 2}}},
+    {DitherBurkes, {{0, 2, 3, 1, 3}, {1, 1, 2, 2, 0}, {2, 0, 1, 2, 2}, {1, 3, 2, 3, 2}}},
+    {DitherSierra, {{0, 2, 3, 1, 3}, {1, 0, 2, 2, 0}, {2, 1, 1, 2, 2}, {0, 3, 2, 3, 2}}},
+    {DitherStevensonArce, {{0, 2, 3, 1, 3}, {1, 0, 2, 2, 0}, {2, 1, 1, 2, 2}, {0, 3, 0, 3, 2}}},
+    {DitherJarvisJudiceNinke, {{0, 2, 3, 1, 3}, {1, 0, 2, 2, 0}, {2, 1, 1, 2, 2}, {0, 3, 2, 3, 2}}},
 };
 
 TEST(Diffusion, HandWorkedEveryKernel) {
     const RGBQUAD arbitrary[4] = {Quad(0, 0, 0), Quad(200, 40, 40), Quad(40, 160, 216),
                                   Quad(248, 248, 160)};
-    for (const KernelCase &c : kKernelCases) {
-        EXPECT_EQ(Dither24(c.method, arbitrary, 4, kScene), c.arbitrary) << c.method;
-        EXPECT_EQ(Dither24(c.method, nullptr, 256, kScene), c.colours) << c.method;
-    }
+    for (const KernelCase &c : kKernelCases)
+        EXPECT_EQ(Dither24(c.method, arbitrary, 4, kScene), c.expected) << c.method;
 }
 
 // ---- the plain model -----------------------------------------------------------
 
 // Each method's weights by rows below (0 = the same row) and columns -3..+3;
 // no dithering is the model with no weights.
-struct KernelModel {
-    int32_t divisor;
-    int weights[4][7];
-};
+struct KernelModel { int32_t divisor; int weights[4][7]; };
 const KernelModel kModels[7] = {
     {1, {}},
     {16, {{0, 0, 0, 0, 7, 0, 0}, {0, 0, 3, 5, 1, 0, 0}}},
@@ -118,16 +99,23 @@ const KernelModel kModels[7] = {
     {48, {{0, 0, 0, 0, 7, 5, 0}, {0, 3, 5, 7, 5, 3, 0}, {0, 1, 3, 5, 3, 1, 0}}},
 };
 
-using IndexRule = std::function<int(int, int, int)>;
+int Key(int r, int g, int b) { return ((r >> 3) << 10) | ((g >> 3) << 5) | (b >> 3); }
 
 // A grid of sums per pixel, each divided once toward zero, shares that
-// fall outside the row dropped, the error measured on `target`.
-IndexRows ModelDither(uint32_t method, const ColourRows &image, const IndexRule &indexOf,
-                      const RGBQUAD *target) {
+// fall outside the row dropped, the error measured on `target`. A fixed
+// set (named by its size) computes the index; otherwise the first `colors`
+// entries are searched: their own keys go in first, the first entry
+// keeping a shared key, then any other key is resolved once, on the
+// lowest colour of its cell.
+IndexRows ModelDither(uint32_t method, const ColourRows &image, int32_t set,
+                      const std::vector<RGBQUAD> &target, int32_t colors) {
     const KernelModel &k = kModels[method];
+    std::map<int, int> keys;
+    for (size_t i = size_t(colors); i-- > 0;)
+        keys[Key(target[i].rgbRed, target[i].rgbGreen, target[i].rgbBlue)] = int(i);
     const size_t h = image.size(), w = image[0].size();
-    std::vector<std::vector<std::array<int64_t, 3>>> sums(
-        h + 4, std::vector<std::array<int64_t, 3>>(w));
+    using SumRow = std::vector<std::array<int64_t, 3>>;
+    std::vector<SumRow> sums(h + 4, SumRow(w));
     IndexRows out(h, std::vector<int>(w));
     for (size_t y = 0; y < h; ++y)
         for (size_t x = 0; x < w; ++x) {
@@ -136,8 +124,13 @@ IndexRows ModelDither(uint32_t method, const ColourRows &image, const IndexRule 
             int v[3];
             for (size_t ch = 0; ch < 3; ++ch)
                 v[ch] = int(std::clamp<int64_t>(in[ch] + sums[y][x][ch] / k.divisor, 0, 255));
-            const int index = out[y][x] = indexOf(v[0], v[1], v[2]);
-            const int t[3] = {target[index].rgbRed, target[index].rgbGreen, target[index].rgbBlue};
+            const int index = out[y][x] =
+                set ? FixedIndex(set, v[0], v[1], v[2])
+                    : keys.emplace(Key(v[0], v[1], v[2]),
+                                   Z_FindPaletteIndex(target.data(), colors, v[0] & 0xF8,
+                                                      v[1] & 0xF8, v[2] & 0xF8)).first->second;
+            const RGBQUAD &e = target[size_t(index)];
+            const int t[3] = {e.rgbRed, e.rgbGreen, e.rgbBlue};
             for (size_t dy = 0; dy < 4; ++dy)
                 for (int dx = -3; dx <= 3; ++dx) {
                     const int64_t tx = int64_t(x) + dx;
@@ -168,10 +161,8 @@ TEST(Diffusion, EveryKindMatchesThePlainModel) {
     std::vector<RGBQUAD> arbitrary;
     for (int i = 0; i < 37; ++i)
         arbitrary.push_back(Quad(uint8_t(i * 97), uint8_t(i * 53 + 7), uint8_t(i * 31 + 3)));
-    const struct {
-        int32_t colors, set; // colours passed, and the whole set's size
-        const RGBQUAD *passed, *entries;
-    } kinds[] = {
+    // Colours passed, the whole set's size (0: searched), what is passed.
+    const struct { int32_t colors, set; const RGBQUAD *passed, *entries; } kinds[] = {
         {2, 2, nullptr, tables::FixedPalette1.entries},
         {3, 4, nullptr, tables::FixedPalette2.entries},
         {8, 8, nullptr, tables::FixedPalette3.entries},
@@ -183,30 +174,15 @@ TEST(Diffusion, EveryKindMatchesThePlainModel) {
         {216, 216, tables::CubePalette216.entries, tables::CubePalette216.entries},
         {37, 0, arbitrary.data(), arbitrary.data()},
     };
-    auto key = [](int r, int g, int b) { return ((r >> 3) << 10) | ((g >> 3) << 5) | (b >> 3); };
     for (const int width : {1, 2, 3, 7, 1100}) {
         const ColourRows image = NoiseImage(width, width > 7 ? 3 : 6, uint32_t(width));
         for (const auto &kind : kinds) {
             std::vector<RGBQUAD> target(256, Quad(0, 0, 0));
             std::copy(kind.entries, kind.entries + kind.colors, target.begin());
-            for (uint32_t method = 0; method <= 6; ++method) {
-                std::map<int, int> table;
-                for (int i = kind.colors - 1; i >= 0; --i)
-                    table[key(target[size_t(i)].rgbRed, target[size_t(i)].rgbGreen,
-                              target[size_t(i)].rgbBlue)] = i;
-                const IndexRule searched = [&](int r, int g, int b) {
-                    const auto found = table.emplace(
-                        key(r, g, b), Z_FindPaletteIndex(target.data(), kind.colors, r & 0xF8,
-                                                         g & 0xF8, b & 0xF8));
-                    return found.first->second;
-                };
-                const IndexRule fixed = [&](int r, int g, int b) {
-                    return FixedIndex(kind.set, r, g, b);
-                };
+            for (uint32_t method = 0; method <= 6; ++method)
                 EXPECT_EQ(Dither24(method, kind.passed, kind.colors, image),
-                          ModelDither(method, image, kind.set ? fixed : searched, target.data()))
+                          ModelDither(method, image, kind.set, target, kind.colors))
                     << "colors " << kind.colors << " method " << method << " width " << width;
-            }
         }
     }
 }

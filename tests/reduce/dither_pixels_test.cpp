@@ -39,7 +39,7 @@ TEST(DitherPixels, EverySourceDepthAndOrderDecodes) {
     const DecodeCase cases[] = {
         {"1 bit", 1, 0, {0xB0}, {Marked(1), Marked(0), Marked(1), Marked(1)}},
         {"2 bits", 2, 0, {0xE4}, {Marked(3), Marked(2), Marked(1), Marked(0)}},
-        {"3 bits, the third crossing a byte", 3, 0, {0xAF, 0x80}, {Marked(5), Marked(3), Marked(7)}},
+        {"3 bits, one crossing a byte", 3, 0, {0xAF, 0x80}, {Marked(5), Marked(3), Marked(7)}},
         {"4 bits", 4, 0, {0xA5}, {Marked(10), Marked(5)}},
         {"5 bits", 5, 0, {0x8A, 0x40}, {Marked(17), Marked(9)}},
         {"6 bits", 6, 0, {0x84, 0xCF, 0xC0}, {Marked(33), Marked(12), Marked(63)}},
@@ -86,7 +86,7 @@ TEST(DitherPixels, EverySourceDepthAndOrderDecodes) {
         if (c.lut == Lut::DroppedAfterStart)
             source.h.Flags &= ~BITMAP_GRAYLUT;
         dither::DecodeContext context{};
-        const dither::DecodeFn decode = dither::ChooseDecoder(source.get(), source.state(), context);
+        const auto decode = dither::ChooseDecoder(source.get(), source.state(), context);
         source.h.GrayLUT = nullptr;
         ASSERT_NE(decode, nullptr) << c.what;
         std::vector<dither::Px> out(c.expected.size());

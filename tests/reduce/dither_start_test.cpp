@@ -4,8 +4,8 @@
 // the caller's match table, and the allocation-failure sweep.
 #include <gtest/gtest.h>
 
-#include <cstdint>
 #include <algorithm>
+#include <cstdint>
 #include <vector>
 
 #include "colour/colour.h"
@@ -25,12 +25,7 @@ std::vector<RGBQUAD> Head(const RGBQUAD *table, size_t count) {
 
 TEST(DitherStart, RefusedArgumentsLeaveTheRecord) {
     auto *sentinel = reinterpret_cast<DitherState *>(uintptr_t(0x1000));
-    const struct {
-        const char *what;
-        int32_t bits;
-        uint32_t method;
-        int32_t colors;
-    } cases[] = {
+    const struct { const char *what; int32_t bits; uint32_t method; int32_t colors; } cases[] = {
         {"no colours", 24, 1, 0},       {"257 colours", 24, 1, 257},
         {"negative colours", 24, 1, -1}, {"method 9", 24, 9, 16},
         {"source of 9 bits", 9, 1, 16},  {"source of 0 bits", 0, 1, 16},
@@ -126,11 +121,9 @@ TEST(DitherStart, SearchedPalettes) {
          {DitherNone}, {{{12, 12, 12}, {15, 15, 15}}}, {{0, 0}}},
     };
     for (const auto &c : cases)
-        for (uint32_t method : c.methods) {
+        for (uint32_t method : c.methods)
             EXPECT_EQ(Dither24(method, c.palette.data(), int32_t(c.palette.size()), c.rows),
-                      c.expected)
-                << c.what << ", method " << method;
-        }
+                      c.expected) << c.what << ", method " << method;
 }
 
 // A caller's table is read and filled in place as it stands: here every
@@ -144,9 +137,8 @@ TEST(DitherStart, CallersTableIsUsedAsItIsAndNeverFreed) {
     ASSERT_NE(table, nullptr);
     std::fill(table, table + 32768, 2u);
     const auto before = LiveUsage();
-    EXPECT_EQ(Dither24(DitherFloydSteinberg, palette, 3, {{{0, 0, 0}, {90, 90, 90}, {255, 255, 255}}},
-                       table),
-              (IndexRows{{2, 2, 2}}));
+    const ColourRows row = {{{0, 0, 0}, {90, 90, 90}, {255, 255, 255}}};
+    EXPECT_EQ(Dither24(DitherFloydSteinberg, palette, 3, row, table), (IndexRows{{2, 2, 2}}));
     EXPECT_EQ(LiveUsage(), before);
     EXPECT_EQ(std::count(table, table + 32768, 2u), 32768);
 

