@@ -29,32 +29,61 @@ struct AnyPage {
     BitmapHandle *get() { return page.get(); }
 };
 
-// Whole rows in and out on every tier, clipped to the last row. Between
-// compressed bitmaps codes move as they stand, unexpanded: a row holding
-// an empty run comes back with it.
-TEST(CompressedFamily, WholeRowsRoundTripOnEveryTier) {
+// Whole rows in (through both calls) and out on every tier, clipped to the
+// last row, then random pieces running on into the next rows, which are
+// the shortest codes of their pixels. Compressed rows move as they stand:
+// empty runs stay, an unset row is one code of the width.
+TEST(CompressedFamily, RowsAndPiecesOnEveryTier) {
     for (Kind kind : kKinds) {
         SCOPED_TRACE(int(kind));
-        const int32_t width = 333, height = 7;
+        const uint32_t width = 333, height = 7;
+        const bool compressed = kind == Kind::Compressed;
         AnyPage page(kind, width, height);
-        Codes buffer;
         std::vector<Codes> rows;
-        for (uint32_t r = 0; r < uint32_t(height); ++r) {
-            rows.push_back(CanonicalCodes(RandomRow(width, r + 1, r)));
-            if (kind == Kind::Compressed && r == 4)
-                rows.back().insert(rows.back().begin() + 1, {0, 0});
+        Bits all;
+        for (uint32_t r = 0; r < height; ++r) {
+            // A global block starts uncleared; a compressed row unset.
+            const bool unset = compressed && r == height - 1;
+            const Bits bits = unset ? Bits(width, false) : RandomRow(width, 1 + r * 3, r);
+            all.insert(all.end(), bits.begin(), bits.end());
+            rows.push_back(CanonicalCodes(bits));
+            if (compressed && r == 4)
+                rows.back().insert(rows.back().end(), {0, 0});
             const auto rec = Record(rows.back());
-            buffer.insert(buffer.end(), rec.begin(), rec.end());
+            if (unset)
+                continue;
+            if (r % 2 == 0) {
+                ASSERT_EQ(Z_OK, Z_PutBitmapRowCompressed(page.get(), nullptr, rec.data(),
+                                                         int32_t(r), 1));
+            } else { // on a plain bitmap the answer is the bytes written
+                ASSERT_EQ(compressed ? int32_t(width) : int32_t(width + 7) / 8,
+                          Z_PutBitmapRowColCompressed(page.get(), nullptr, rec.data(), r,
+                                                      0, width));
+            }
         }
-        ASSERT_EQ(Z_OK, Z_PutBitmapRowCompressed(page.get(), nullptr, buffer.data(),
-                                                 0, height));
-        for (uint32_t r = 0; r < uint32_t(height); ++r)
-            EXPECT_EQ(BitsOfCodes(rows[r]), GetBits(page.get(), r)) << r;
-        Codes back(buffer.size() + 8, 0xEEEE);
+        for (uint32_t r = 0; r < height; ++r)
+            EXPECT_EQ(Bits(all.begin() + r * width, all.begin() + (r + 1) * width),
+                      GetBits(page.get(), r)) << r;
+        Codes back(4 * width * height, 0xEEEE);
         ASSERT_EQ(Z_OK, Z_GetBitmapRowCompressed(page.get(), nullptr, back.data(),
                                                  2, 100)); // clipped to 5 rows
         EXPECT_EQ(std::vector<Codes>(rows.begin() + 2, rows.end()), Records(back, 5));
-        if (kind == Kind::Compressed) {
+        for (uint32_t i = 0; i < 60; ++i) {
+            const uint32_t row = i % 3, column = (i * 37) % width;
+            const uint32_t from = row * width + column;
+            const uint32_t pixels = 1 + (i * 53) % (height * width - from);
+            ASSERT_EQ(int32_t(pixels), Z_GetBitmapRowColCompressed(
+                                           page.get(), nullptr, back.data(), row,
+                                           column, pixels));
+            const auto records = Records(back, (column + pixels - 1) / width + 1);
+            for (size_t r = 0, at = from; r < records.size(); ++r) {
+                const size_t end = std::min<size_t>(from + pixels, (at / width + 1) * width);
+                EXPECT_EQ(CanonicalCodes(Bits(all.begin() + at, all.begin() + end)),
+                          records[r]) << row << "/" << column << "/" << pixels;
+                at = end;
+            }
+        }
+        if (compressed) {
             EXPECT_TRUE(StorageIsValid(page.get()));
             EXPECT_EQ(HeapSizeOf(page.get()), page.get()->Size);
         }
@@ -102,46 +131,6 @@ TEST(CompressedFamily, UnsetRowsAsCodes) {
         EXPECT_EQ(c.result, Z_GetBitmapRowColCompressed(page.get(), nullptr, out.data(),
                                                         0, 0, uint32_t(c.width)));
         EXPECT_EQ(c.pieces, Records(out, 1)[0]) << c.width;
-    }
-}
-
-// Pieces taken out of random rows, running on into the next rows (and an
-// unset one), are the shortest codes of their pixels on every tier.
-TEST(CompressedFamily, RandomPiecesMatchThePixels) {
-    for (Kind kind : kKinds) {
-        SCOPED_TRACE(int(kind));
-        const uint32_t width = 200, height = 4;
-        AnyPage page(kind, width, height);
-        Bits all;
-        for (uint32_t r = 0; r < height; ++r) {
-            // A global block starts uncleared; a compressed row unset.
-            const bool unset = kind == Kind::Compressed && r == height - 1;
-            const Bits row = unset ? Bits(width, false) : RandomRow(width, 1 + r * 3, r + 50);
-            all.insert(all.end(), row.begin(), row.end());
-            if (unset)
-                break;
-            const auto rec = Record(CanonicalCodes(row));
-            // On a plain bitmap the answer is the byte count of the write.
-            ASSERT_EQ(kind == Kind::Compressed ? int32_t(width) : int32_t(width + 7) / 8,
-                      Z_PutBitmapRowColCompressed(page.get(), nullptr, rec.data(), r, 0,
-                                                  width));
-        }
-        for (uint32_t i = 0; i < 60; ++i) {
-            const uint32_t row = i % 3, column = (i * 37) % width;
-            const uint32_t from = row * width + column;
-            const uint32_t pixels = 1 + (i * 53) % (height * width - from);
-            Codes out(4 * width, 0xEEEE);
-            ASSERT_EQ(int32_t(pixels), Z_GetBitmapRowColCompressed(
-                                           page.get(), nullptr, out.data(), row,
-                                           column, pixels));
-            const auto records = Records(out, (column + pixels - 1) / width + 1);
-            for (size_t r = 0, at = from; r < records.size(); ++r) {
-                const size_t end = std::min<size_t>(from + pixels, (at / width + 1) * width);
-                EXPECT_EQ(CanonicalCodes(Bits(all.begin() + at, all.begin() + end)),
-                          records[r]) << row << "/" << column << "/" << pixels;
-                at = end;
-            }
-        }
     }
 }
 
