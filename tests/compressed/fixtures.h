@@ -127,6 +127,16 @@ inline Codes Record(const Codes &codes) {
     return out;
 }
 
+// Records laid end to end as a coded buffer.
+inline Codes BufferOf(const std::vector<Codes> &rows) {
+    Codes out;
+    for (const Codes &row : rows) {
+        const Codes record = Record(row);
+        out.insert(out.end(), record.begin(), record.end());
+    }
+    return out;
+}
+
 // Splits the first `rows` records of a coded buffer into code lists.
 inline std::vector<Codes> Records(const Codes &buffer, size_t rows) {
     std::vector<Codes> out;
