@@ -48,30 +48,21 @@ TEST(RowHeap, CreationAndGrowthSizes) {
     }
 }
 
-// Sizes round up to 4; a block is split only when the rest can hold a
-// header and some payload.
-TEST(RowHeap, AllocationAndShrinkSplitOnlyWithRoom) {
-    Heap heap;
-    EXPECT_EQ(12u, RowHeapAlloc(&heap.p, 10));
-    EXPECT_EQ(12u, heap.b(12)->PayloadSize);
-    const uint32_t b = RowHeapAlloc(&heap.p, 100);
-    EXPECT_EQ(12u + 24 + 12, b);
-    struct Step { uint32_t size, payload; };
-    for (const Step s : {Step{90, 100}, Step{76, 100}, Step{72, 72}}) {
-        EXPECT_EQ(b, RowHeapResize(&heap.p, b, s.size));
-        EXPECT_EQ(s.payload, heap.b(b)->PayloadSize) << s.size;
-        EXPECT_TRUE(HeapIsValid(heap.p));
-    }
-}
-
-// Allocation takes the most recently freed block that fits; a row grows
-// into a free neighbour in place, and moves with its bytes only when it
-// can't.
-TEST(RowHeap, FirstFitAndResizePolicy) {
+// Sizes round up to 4, and a block is split only when the rest can hold a
+// header and some payload. Allocation takes the most recently freed block
+// that fits; a row grows into a free neighbour in place, and moves with
+// its bytes only when it can't.
+TEST(RowHeap, AllocationPolicy) {
     Heap heap;
     uint32_t b[5];
     for (auto &x : b)
-        x = RowHeapAlloc(&heap.p, 64);
+        x = RowHeapAlloc(&heap.p, 62);
+    EXPECT_EQ(12u + 24 + 64, b[1]);
+    struct Step { uint32_t size, payload; };
+    for (const Step s : {Step{44, 64}, Step{40, 64}, Step{36, 36}}) {
+        EXPECT_EQ(b[4], RowHeapResize(&heap.p, b[4], s.size));
+        EXPECT_EQ(s.payload, heap.b(b[4])->PayloadSize) << s.size;
+    }
     RowHeapFree(heap.p, b[1]);
     RowHeapFree(heap.p, b[3]);
     EXPECT_EQ(b[3], RowHeapAlloc(&heap.p, 64));
@@ -80,9 +71,9 @@ TEST(RowHeap, FirstFitAndResizePolicy) {
     EXPECT_EQ(b[2], RowHeapResize(&heap.p, b[2], 100));
     EXPECT_EQ(100u, heap.b(b[2])->PayloadSize);
     const uint32_t moved = RowHeapResize(&heap.p, b[2], 400);
+    EXPECT_NE(b[2], moved);
     EXPECT_EQ(std::vector<uint8_t>(64, 0x5A),
               std::vector<uint8_t>(heap.p + moved + 24, heap.p + moved + 88));
-    EXPECT_NE(b[2], moved);
     EXPECT_TRUE(HeapIsValid(heap.p));
 }
 

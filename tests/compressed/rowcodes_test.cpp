@@ -168,20 +168,5 @@ TEST(CompressedFamily, PlainTiersSweepTheWorkBuffer) {
     EXPECT_EQ(1, failures);
 }
 
-// Stored codes are taken as they stand, however many zeros they hold; a
-// splice whose row would not fit the scratch buffer is refused.
-TEST(CompressedFamily, SplicesThatDontFitAreRefused) {
-    AnyPage page(Kind::Compressed, 16, 1);
-    Codes zeros(200, 0);
-    zeros.push_back(16);
-    const auto bad = Record(zeros);
-    ASSERT_EQ(Z_OK, Z_PutBitmapRowCompressed(page.get(), nullptr, bad.data(), 0, 1));
-    const auto piece = Record({0, 2});
-    EXPECT_EQ(Z_ERR_PARAM,
-              Z_PutBitmapRowColCompressed(page.get(), nullptr, piece.data(), 0, 15, 1));
-    EXPECT_EQ(zeros, StoredCodes(page.get(), 0));
-    EXPECT_TRUE(StorageIsValid(page.get()));
-}
-
 } // namespace
 } // namespace ztk::testing

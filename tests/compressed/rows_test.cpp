@@ -140,15 +140,22 @@ TEST(CompressedRows, PartialWritesKeepTheirFaults) {
     }
 }
 
-// Codes stored unchecked that don't cover the pixels written are refused,
-// not walked past.
-TEST(CompressedRows, ShortStoredRowsAreRefusedNotOverrun) {
-    Page page(64, 1);
-    const auto bad = Record({3, 2});
-    ASSERT_EQ(Z_OK, Z_PutBitmapRowCompressed(page.get(), nullptr, bad.data(), 0, 1));
+// Codes are stored unchecked. A row too short for the pixels written, or
+// one whose splice would not fit the scratch buffer, is refused and left
+// as it was, never walked or written past.
+TEST(CompressedRows, UncheckedStoredCodesAreRefusedNotOverrun) {
+    Page page(64, 2);
+    Codes zeros(200, 0);
+    zeros.push_back(64);
+    const Codes bad = BufferOf({{3, 2}, zeros}), piece = Record({0, 2});
+    ASSERT_EQ(Z_OK, Z_PutBitmapRowCompressed(page.get(), nullptr, bad.data(), 0, 2));
     const uint8_t byte = 0xFF;
     EXPECT_EQ(Z_ERR_PARAM, Z_PutBitmapRowCol(page.get(), &byte, 0, 16, 1));
+    EXPECT_EQ(Z_ERR_PARAM,
+              Z_PutBitmapRowColCompressed(page.get(), nullptr, piece.data(), 1, 63, 1));
     EXPECT_EQ((Codes{3, 2}), StoredCodes(page.get(), 0));
+    EXPECT_EQ(zeros, StoredCodes(page.get(), 1));
+    EXPECT_TRUE(StorageIsValid(page.get()));
     std::vector<uint8_t> got(8, 0x55);
     EXPECT_EQ(8, Z_GetBitmapRow(page.get(), got.data(), 0, 8));
     EXPECT_EQ((std::vector<uint8_t>{0x18, 0, 0, 0, 0, 0, 0, 0}), got);
