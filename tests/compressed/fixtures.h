@@ -158,6 +158,7 @@ inline Codes StoredCodes(const BitmapHandle *bitmap, uint32_t row) {
     return Codes(c, c + e.Count);
 }
 
+// A compressed 1-bit page.
 struct Page : Bitmap {
     Page(int32_t width, int32_t height) : Bitmap(width, height, 1) {
         EXPECT_EQ(Z_OK, Z_AllocateBitmap(&h, MEMORY_COMPRESSED));
