@@ -173,16 +173,16 @@ inline void PutBits(BitmapHandle *page, uint32_t row, const Bits &bits) {
               Z_PutBitmapRow(page, bytes.data(), row, page->BytesPerLine));
 }
 
-// A row read back on any tier; on a compressed page everything past Width
-// in the stride must read as 0.
-inline Bits GetBits(BitmapHandle *page, uint32_t row) {
+// A row read back on any tier; everything past Width in the stride must
+// read as 0 unless the row was written short of its padding.
+inline Bits GetBits(BitmapHandle *page, uint32_t row, bool padded = true) {
     std::vector<uint8_t> bytes(page->BytesPerLine, 0xA5);
     const int32_t lock = Z_LockBitmap(page);
     EXPECT_EQ(int32_t(page->BytesPerLine),
               Z_GetBitmapRow(page, bytes.data(), row, page->BytesPerLine));
     Z_UnlockBitmap(page, lock);
     Bits all = BitsOf(bytes.data(), page->BytesPerLine * 8);
-    if (page->Flags & BITMAP_COMPRESSED) {
+    if (padded) {
         EXPECT_EQ(Bits(all.size() - uint32_t(page->Width), false),
                   Bits(all.begin() + page->Width, all.end()))
             << "padding of row " << row;

@@ -25,13 +25,14 @@ TEST(CompressedRows, ColumnsBytesAndBounds) {
     PutBits(page.get(), 0, BitsOf(bytes.data(), 40));
     struct Case { uint32_t row, column, count, from; };
     const Case cases[] = {{0, 0, 5, 0}, {0, 3, 2, 0}, {0, 8, 4, 1}, {0, 13, 3, 1},
-                          {0, 39, 1, 4}, {0, 32, 4, 4}, {1, 30, 3, 3}};
+                          {0, 39, 1, 4}, {0, 32, 4, 4}, {1, 30, 3, 3},
+                          {0, 8, 10, 1}}; // past the stride the row starts again
     for (const Case &c : cases) {
         std::vector<uint8_t> got(c.count + 1, 0x77);
         ASSERT_EQ(int32_t(c.count),
                   Z_GetBitmapRowCol(page.get(), got.data(), c.row, c.column, c.count));
-        for (uint32_t i = 0; i < c.count; ++i) {
-            const uint8_t want = c.row == 0 && c.from + i < 5 ? bytes[c.from + i] : 0;
+        for (uint32_t i = 0, at = c.from; i < c.count; ++i, at = (at + 1) % page.stride()) {
+            const uint8_t want = c.row == 0 && at < 5 ? bytes[at] : 0;
             EXPECT_EQ(want, got[i]) << c.column << " byte " << i;
         }
         EXPECT_EQ(0x77, got[c.count]);
