@@ -84,6 +84,12 @@ TEST(CompressedRows, PutColumnActsAtTheWholeByte) {
     EXPECT_EQ(BitsOf(piece, 16), GetBits(page.get(), 0));
     ASSERT_EQ(1, Z_PutBitmapRowCol(other.get(), &one, 0, 9, 1));
     EXPECT_EQ((Codes{8, 8, 8}), StoredCodes(other.get(), 0));
+    // Joined to the 48 0-bits before it, a solid piece splits where a
+    // further byte no longer fits, as a row coded whole does.
+    Page wide(70000, 1);
+    const std::vector<uint8_t> zeros((70000 - 48) / 8, 0);
+    ASSERT_EQ(8744, Z_PutBitmapRowCol(wide.get(), zeros.data(), 0, 48, 8744));
+    EXPECT_EQ((Codes{65528, 0, 4472}), StoredCodes(wide.get(), 0));
 }
 
 // A partial write through the plain call against the exact splice of
