@@ -244,36 +244,6 @@ TEST(ConvertPairs, EqualPalettesAtEqualDepthsLeaveTheRowAlone) {
                   Z_OK);
         EXPECT_EQ(row, before);
     }
-    // A difference in a reserved byte is a difference: the row is remapped,
-    // here onto itself, and still changes nothing a pixel can show.
-    copy[3].rgbReserved ^= 1;
-    std::vector<uint8_t> row = Pattern(64, 9);
-    const std::vector<uint8_t> before = row;
-    EXPECT_EQ(Z_ConvertBuffer(row.data(), 64, 8, 8, 0, 0, palette.data(),
-                              copy.data()),
-              Z_OK);
-    for (uint32_t x = 0; x < 64; ++x) {
-        const RGBQUAD &now = palette[row[x]], &was = palette[before[x]];
-        EXPECT_TRUE(now.rgbRed == was.rgbRed && now.rgbGreen == was.rgbGreen &&
-                    now.rgbBlue == was.rgbBlue);
-    }
-}
-
-TEST(ConvertPairs, DepthsOutsideTheListAreRefusedUntouched) {
-    for (int32_t bad : {-1, 9, 10, 11, 13, 15, 17, 31, 33, 64}) {
-        for (int32_t good : {0, 1, 8, 12, 16, 24, 32}) {
-            SCOPED_TRACE(::testing::Message() << bad << " with " << good);
-            const std::vector<uint8_t> before = Pattern(64, 3);
-            std::vector<uint8_t> row = before;
-            EXPECT_EQ(Z_ConvertBuffer(row.data(), 4, bad, good, 2, 2, nullptr,
-                                      nullptr),
-                      Z_ERR_PARAM);
-            EXPECT_EQ(Z_ConvertBuffer(row.data(), 4, good, bad, 2, 2, nullptr,
-                                      nullptr),
-                      Z_ERR_PARAM);
-            EXPECT_EQ(row, before);
-        }
-    }
 }
 
 } // namespace

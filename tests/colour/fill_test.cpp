@@ -24,6 +24,8 @@ class RowFill : public NoLeakTest {
         NoLeakTest::TearDown();
     }
     BitmapHandle *Make(int32_t bits, int32_t order = -1) {
+        Z_InitGrayParams(&bitmap_.h);
+        Z_FreeBitmap(&bitmap_.h);
         Z_InitBitmap(&bitmap_.h, 64, 1, bits);
         if (order >= 0)
             bitmap_->Order = order;
@@ -98,29 +100,15 @@ TEST_F(RowFill, PackedDepthsKeepTheBitsAfterTheLastPixel) {
     }
 }
 
-TEST_F(RowFill, ThreePixelsOfThreeBitsEndInBitSevenOfTheSecondByte) {
-    Make(3);
-    std::vector<uint8_t> row = {0x00, 0x00, 0x00};
-    FillRowWithColor(bitmap_.get(), Index(5), row.data(), 3);
-    EXPECT_EQ(row[0], 0xB6); // 101 101 10
-    EXPECT_EQ(row[1], 0x80); // 1, then bits 0 to 6 as they were
-    row = {0xFF, 0xFF, 0xFF};
-    FillRowWithColor(bitmap_.get(), Index(5), row.data(), 3);
-    EXPECT_EQ(row[0], 0xB6);
-    EXPECT_EQ(row[1], 0xFF);
-}
-
-TEST_F(RowFill, UntaggedColoursGoToTheNearestPaletteEntry) {
+TEST_F(RowFill, TagsOnPaletteBitmaps) {
     BitmapHandle *b = Make(4);
     b->Palette = Z_CreateFixedPalette(4);
+    // Untagged colours go to the nearest entry; a raw 16-bit tag is no index.
     EXPECT_EQ(Fill(Direct(192, 192, 192), 2)[0], 0x88);
     EXPECT_EQ(Fill(Direct(250, 5, 0), 2)[0], 0x99);
-    // A raw 16-bit tag is not an index at these depths.
     EXPECT_EQ(Fill(ColorTagRaw16 | Direct(0, 0, 120), 2)[0], 0x44);
-}
-
-TEST_F(RowFill, GrayLevelIsADirectGrayOfItsTopByteOnPaletteBitmaps) {
-    BitmapHandle *b = Make(8);
+    // A gray level is a direct gray of its top byte.
+    b = Make(8);
     b->Palette = Z_CreateGrayPalette(8);
     EXPECT_EQ(Fill(ColorTagGray16 | 0x80FFu, 1)[0], 0x80);
     EXPECT_EQ(Fill(ColorTagGray16 | 0x1234u, 1)[0], 0x12);
@@ -195,22 +183,6 @@ std::vector<RGBQUAD> FallingRamp() {
     return ramp;
 }
 
-TEST_F(RowFill, SixteenBitGrayWithATableFindsTheEntry) {
-    BitmapHandle *b = Make(16, 2);
-    b->LowBit = 2;
-    b->HighBit = 9;
-    UseGrayTable(FallingRamp());
-    // Nearest gray to (10, 20, 30) is 20, at entry 235.
-    EXPECT_EQ(Word(Fill(Direct(10, 20, 30), 1), 0), 235u << 2);
-    // A gray level becomes the gray of its top byte, then is looked up.
-    EXPECT_EQ(Word(Fill(ColorTagGray16 | 0x12FFu, 1), 0), (255u - 0x12) << 2);
-    // An index is taken as it is, table or not.
-    EXPECT_EQ(Word(Fill(ColorTagIndex | 0x3400u, 1), 0), 0x34u << 2);
-    // A table out of force is not looked at.
-    b->Flags &= ~BITMAP_GRAYLUT;
-    EXPECT_EQ(Word(Fill(Direct(100, 100, 100), 1), 0), 0x64u << 2);
-}
-
 TEST_F(RowFill, TwelveBitGrayUnderWindows) {
     const GrayCase cases[] = {
         {"gray of a colour", -1, -1, Direct(100, 100, 100), 0x646},
@@ -226,29 +198,38 @@ TEST_F(RowFill, TwelveBitGrayUnderWindows) {
         ASSERT_EQ(b->Order, 2);
         b->LowBit = c.low;
         b->HighBit = c.high;
-        const auto row = Fill(c.colour, 4);
-        for (uint32_t x = 0; x < 4; ++x)
+        // An odd count ends in the low half of byte 4; the high half
+        // belongs to the pixel that is not filled.
+        const auto row = Fill(c.colour, 3);
+        for (uint32_t x = 0; x < 3; ++x)
             EXPECT_EQ(Get12(row.data(), x), c.expected) << c.what << " " << x;
-        EXPECT_EQ(row[6], kUntouched) << c.what;
+        EXPECT_EQ(row[4] & 0xF0, kUntouched & 0xF0) << c.what;
+        EXPECT_EQ(row[5], kUntouched) << c.what;
     }
 }
 
-TEST_F(RowFill, TwelveBitOddCountKeepsTheNeighbourHalfByte) {
-    Make(12);
-    const auto row = Fill(ColorTagIndex | 0xABCu, 3);
-    EXPECT_EQ(Get12(row.data(), 2), 0xABCu);
-    EXPECT_EQ(row[4] & 0xF0, kUntouched & 0xF0);
-    EXPECT_EQ(row[5], kUntouched);
-}
-
-TEST_F(RowFill, TwelveBitGrayWithATable) {
-    BitmapHandle *b = Make(12);
-    b->LowBit = 4;
-    b->HighBit = 11;
-    UseGrayTable(FallingRamp());
-    EXPECT_EQ(Get12(Fill(Direct(10, 20, 30), 2).data(), 1), 235u << 4);
-    EXPECT_EQ(Get12(Fill(ColorTagGray16 | 0x12FFu, 2).data(), 0),
-              (255u - 0x12) << 4);
+TEST_F(RowFill, GrayWithATableFindsTheEntry) {
+    for (int32_t bits : {12, 16}) {
+        SCOPED_TRACE(bits);
+        const uint32_t low = bits == 12 ? 4 : 2;
+        auto sample = [&](ColorValue colour) {
+            const auto row = Fill(colour, 2);
+            return bits == 12 ? Get12(row.data(), 1) : Word(row, 1);
+        };
+        BitmapHandle *b = Make(bits, 2);
+        b->LowBit = int32_t(low);
+        b->HighBit = int32_t(low + 7);
+        UseGrayTable(FallingRamp());
+        // Nearest gray to (10, 20, 30) is 20, at entry 235.
+        EXPECT_EQ(sample(Direct(10, 20, 30)), 235u << low);
+        // A gray level becomes the gray of its top byte, then is looked up.
+        EXPECT_EQ(sample(ColorTagGray16 | 0x12FFu), (255u - 0x12) << low);
+        // An index is taken as it is, table or not.
+        EXPECT_EQ(sample(ColorTagIndex | 0x34u << (bits - 8)), 0x34u << low);
+        // A table out of force is not looked at.
+        b->Flags &= ~BITMAP_GRAYLUT;
+        EXPECT_EQ(sample(Direct(100, 100, 100)), 0x64u << low);
+    }
 }
 
 } // namespace

@@ -45,6 +45,8 @@ TEST(NearestEntry, ShortcutsEarlyExitAndTies) {
         {"an exact match ends the scan before a duplicate",
          {Gray(10), Gray(10)}, 10, 10, 10, 0},
         {"plain nearest", {Gray(0), Rgb(200, 10, 10), Rgb(10, 200, 10)}, 180, 40, 0, 1},
+        {"channels above a byte are held to it", {Gray(0), Gray(128), Gray(255)}, 300, 999, 256, 2},
+        {"channels below 0 are held to it", {Gray(0), Gray(128), Gray(255)}, -5, -1, -300, 0},
         {"empty palette", {}, 1, 2, 3, -1},
         {"empty palette, black", {}, 0, 0, 0, -1},
     };
@@ -53,32 +55,14 @@ TEST(NearestEntry, ShortcutsEarlyExitAndTies) {
     EXPECT_EQ(Z_FindPaletteIndex(nullptr, 0, 1, 2, 3), -1);
 }
 
-TEST(NearestEntry, ChannelsOutsideAByteAreHeldToIt) {
-    const std::vector<RGBQUAD> palette = {Gray(0), Gray(128), Gray(255)};
-    EXPECT_EQ(Find(palette, 300, 999, 256), 2);
-    EXPECT_EQ(Find(palette, -5, -1, -300), 0);
-}
-
-TEST(NearestEntry, PaletteIsNotChanged) {
-    std::vector<RGBQUAD> palette = {Gray(0), Rgb(1, 2, 3, 4), Gray(255)};
-    const std::vector<RGBQUAD> before = palette;
-    Find(palette, 5, 5, 5);
-    EXPECT_EQ(std::memcmp(palette.data(), before.data(), 12), 0);
-}
-
 TEST(ColourRules, GrayWideningAndKey) {
-    EXPECT_EQ(GrayOfColor(255, 255, 255), 255u);
-    EXPECT_EQ(GrayOfColor(0, 0, 0), 0u);
     EXPECT_EQ(GrayOfColor(10, 20, 30), (20u + 100 + 30 + 4) >> 3);
     EXPECT_EQ(GrayOfColor(0, 0, 3), 0u); // the +4 rounds only from 4 up
     EXPECT_EQ(GrayOfColor(0, 0, 4), 1u);
     EXPECT_EQ(Widen5(0), 0u);
     EXPECT_EQ(Widen5(16), 132u);
     EXPECT_EQ(Widen5(31), 255u);
-    EXPECT_EQ(ColorKey15(255, 255, 255), 0x7FFFu);
-    EXPECT_EQ(ColorKey15(0xF8, 0, 0), 0x7C00u);
-    EXPECT_EQ(ColorKey15(0, 0x0F, 0), 0x20u);
-    EXPECT_EQ(ColorKey15(0, 0, 7), 0u);
+    EXPECT_EQ(ColorKey15(0xF8, 0x0F, 7), 0x7C20u);
 }
 
 struct ClassCase {
@@ -87,12 +71,9 @@ struct ClassCase {
 
 TEST(OrderingClassRule, BitsByChannelOrder) {
     const ClassCase cases[] = {
-        {0, 0, 0, 0}, {5, 5, 5, 0},   // equal channels set nothing
-        {1, 2, 3, 4},                 // red below blue, green between
-        {1, 0, 2, 4 | 2}, {1, 5, 2, 4 | 1},
-        {3, 2, 1, 0},   {3, 0, 1, 2}, {3, 9, 1, 1},
-        {2, 1, 1, 0},                 // green equal to the lower: no bit
-        {1, 2, 2, 4},                 // green equal to the higher: no bit
+        {5, 5, 5, 0}, {1, 2, 3, 4}, {1, 0, 2, 4 | 2}, {1, 5, 2, 4 | 1},
+        {3, 0, 1, 2}, {3, 9, 1, 1},
+        {2, 1, 1, 0}, {1, 2, 2, 4}, // green equal to an end sets no bit
     };
     for (const ClassCase &c : cases)
         EXPECT_EQ(OrderingClass(c.r, c.g, c.b), c.expected)
@@ -212,82 +193,49 @@ TEST_F(MatchTables, ThreadChoiceIsKeptPerThreadAndNeverCopied) {
 
 // ---- the palette map ----------------------------------------------------
 
-std::vector<RGBQUAD> GrayRamp() {
+TEST(PaletteMap, IdentitySearchAndGrayForms) {
     std::vector<RGBQUAD> ramp;
     for (uint32_t i = 0; i < 256; ++i)
         ramp.push_back(Gray(uint8_t(i)));
-    return ramp;
-}
-
-TEST(PaletteMap, BothGrayLeavesTheMapAlone) {
+    const RGBQUAD *one = tables::FixedPalette(1);
     uint8_t map[256];
     std::memset(map, 0xEE, sizeof map);
+    // Both gray: nothing to map.
     EXPECT_EQ(BuildPaletteMap(nullptr, 256, nullptr, 256, map), 1);
     EXPECT_EQ(map[0], 0xEE);
-}
-
-TEST(PaletteMap, EqualStartOfALargerDestinationIsTheIdentity) {
+    // The equal start of a larger destination is the identity, duplicates
+    // included, which a search would send to their first copy.
     const std::vector<RGBQUAD> source = {Rgb(1, 2, 3, 4), Gray(9), Gray(9)};
     std::vector<RGBQUAD> destination = source;
     destination.push_back(Gray(200));
-    uint8_t map[256];
-    std::memset(map, 0xEE, sizeof map);
-    // Duplicates would not find themselves by search; equal bytes need none.
     EXPECT_EQ(BuildPaletteMap(source.data(), 3, destination.data(), 4, map), 1);
-    EXPECT_EQ(map[0], 0);
-    EXPECT_EQ(map[1], 1);
-    EXPECT_EQ(map[2], 2);
-    EXPECT_EQ(map[3], 0xEE);
-}
-
-TEST(PaletteMap, ReservedByteDifferenceSearchesAndCanStillBeIdentity) {
-    const std::vector<RGBQUAD> source = {Rgb(1, 2, 3, 4), Gray(90), Gray(90)};
-    const std::vector<RGBQUAD> destination = {Rgb(1, 2, 3, 0), Gray(90),
-                                              Gray(90)};
-    uint8_t map[256];
-    // Searched: the second 90 finds the first.
+    EXPECT_TRUE(map[0] == 0 && map[1] == 1 && map[2] == 2 && map[3] == 0xEE);
+    // A reserved byte that differs makes it a search.
+    destination[0].rgbReserved = 0;
     EXPECT_EQ(BuildPaletteMap(source.data(), 3, destination.data(), 3, map), 0);
     EXPECT_EQ(map[2], 1);
-    EXPECT_EQ(BuildPaletteMap(source.data(), 2, destination.data(), 2, map), 1);
-}
-
-TEST(PaletteMap, SmallerDestinationSearches) {
-    const RGBQUAD *eight = tables::FixedPalette(8);
-    const RGBQUAD *one = tables::FixedPalette(1);
-    uint8_t map[256];
-    EXPECT_EQ(BuildPaletteMap(one, 2, eight, 256, map), 0);
-    EXPECT_EQ(map[0], 0);
-    EXPECT_EQ(map[1], 255);
+    // A smaller destination searches.
     const std::vector<RGBQUAD> reversed = {Gray(255), Gray(0)};
     EXPECT_EQ(BuildPaletteMap(one, 2, reversed.data(), 2, map), 0);
-    EXPECT_EQ(map[0], 1);
-    EXPECT_EQ(map[1], 0);
-}
-
-TEST(PaletteMap, GraySourceFindsEachLevel) {
-    uint8_t map[256];
-    EXPECT_EQ(BuildPaletteMap(nullptr, 0, tables::FixedPalette(1), 2, map), 0);
+    EXPECT_TRUE(map[0] == 1 && map[1] == 0);
+    // A gray source finds each level; the full ramp is the identity, and an
+    // empty destination finds nothing, which a byte holds as 255.
+    EXPECT_EQ(BuildPaletteMap(nullptr, 0, one, 2, map), 0);
     for (uint32_t i = 0; i < 256; ++i)
         EXPECT_EQ(map[i], i < 128 ? 0 : 1) << i;
-    const auto ramp = GrayRamp();
     EXPECT_EQ(BuildPaletteMap(nullptr, 0, ramp.data(), 256, map), 1);
-    // An empty destination finds nothing, which a byte holds as 255.
     EXPECT_EQ(BuildPaletteMap(nullptr, 0, ramp.data(), 0, map), 0);
     EXPECT_EQ(map[17], 255);
-}
-
-TEST(PaletteMap, GrayDestinationTakesTheGrayOfEachEntry) {
-    uint8_t map[256];
+    // A gray destination takes the gray of each entry.
     std::memset(map, 0xEE, sizeof map);
-    const std::vector<RGBQUAD> source = {Rgb(255, 0, 0), Rgb(0, 255, 0),
-                                         Rgb(0, 0, 255), Rgb(10, 20, 30)};
-    EXPECT_EQ(BuildPaletteMap(source.data(), 4, nullptr, 256, map), 0);
+    const std::vector<RGBQUAD> colours = {Rgb(255, 0, 0), Rgb(0, 255, 0),
+                                          Rgb(0, 0, 255), Rgb(10, 20, 30)};
+    EXPECT_EQ(BuildPaletteMap(colours.data(), 4, nullptr, 256, map), 0);
     EXPECT_EQ(map[0], (2 * 255 + 4) >> 3);
     EXPECT_EQ(map[1], (5 * 255 + 4) >> 3);
     EXPECT_EQ(map[2], (255 + 4) >> 3);
     EXPECT_EQ(map[3], (20 + 100 + 30 + 4) >> 3);
     EXPECT_EQ(map[4], 0xEE);
-    const auto ramp = GrayRamp();
     EXPECT_EQ(BuildPaletteMap(ramp.data(), 256, nullptr, 256, map), 1);
 }
 

@@ -120,31 +120,14 @@ TEST_F(Pixels, UntaggedColoursAreSearchedInThePalette) {
     BitmapHandle *one = Make(8, 1, 1);
     EXPECT_EQ(Z_PutPixelColor(one, 0, 0, ColorTagIndex | 5), Z_OK);
     EXPECT_EQ(Stored(one, 0)[0], 0x80);
-}
-
-TEST_F(Pixels, ARawLevelTagIsNoIndexAndNoGrayLevel) {
-    BitmapHandle *b = Make(8, 1, 4);
+    // A raw level tag is no index and no gray level: a colour.
     ASSERT_EQ(Z_PutPixelColor(b, 0, 0, ColorTagRaw16 | Direct(0, 0, 120)), Z_OK);
-    EXPECT_EQ(Stored(b, 0)[0], 0x40);
+    EXPECT_EQ(Stored(b, 0)[0], 0x49);
     // On a gray bitmap its bytes are a colour: gray (2 * 0x34 + 5 * 0x12 +
     // 4) >> 3 = 24, spread over 16 bits.
-    BitmapHandle *g = Make(2, 1, 16, 2);
-    ASSERT_EQ(Z_PutPixelColor(g, 0, 1, ColorTagRaw16 | 0x1234), Z_OK);
-    EXPECT_EQ(GetPixelBits(Stored(g, 0).data(), 1, 16), 24u * 0x101);
-}
-
-TEST_F(Pixels, TwelveBitPixelsWithAGrayTable) {
-    BitmapHandle *b = Make(3, 1, 12, 2);
-    std::vector<RGBQUAD> table(16);
-    for (uint32_t i = 0; i < 16; ++i)
-        table[i] = Rgb(uint8_t(i * 16), 0, 0);
-    SetGrayTable(b, table);
-    b->LowBit = 4;
-    b->HighBit = 7;
-    ASSERT_EQ(Z_PutPixelColor(b, 0, 1, Direct(0x50, 0, 0)), Z_OK);
-    EXPECT_EQ(Get12(Stored(b, 0).data(), 1), 5u << 4);
-    EXPECT_EQ(Z_GetPixelColor(b, 0, 1), Direct(0x50, 0, 0));
-    EXPECT_EQ(Z_GetPixelColor(b, 0, 0), Direct(0, 0, 0));
+    BitmapHandle *g16 = Make(2, 1, 16, 2);
+    ASSERT_EQ(Z_PutPixelColor(g16, 0, 1, ColorTagRaw16 | 0x1234), Z_OK);
+    EXPECT_EQ(GetPixelBits(Stored(g16, 0).data(), 1, 16), 24u * 0x101);
 }
 
 TEST_F(Pixels, OneAndFourBitColumnsAddressByTheirLow16Bits) {
@@ -229,6 +212,18 @@ TEST_F(Pixels, GrayTablesGiveColoursAndTakeIndices) {
     b->HighBit = 15;
     Z_PutBitmapRow(b, row.data(), 0, 2);
     EXPECT_EQ(Z_GetPixelColor(b, 0, 0), Direct(255, 0, 0));
+    // The same at 12 bits through a 4-bit window.
+    BitmapHandle *t = Make(3, 1, 12, 2);
+    std::vector<RGBQUAD> reds(16);
+    for (uint32_t i = 0; i < 16; ++i)
+        reds[i] = Rgb(uint8_t(i * 16), 0, 0);
+    SetGrayTable(t, reds);
+    t->LowBit = 4;
+    t->HighBit = 7;
+    ASSERT_EQ(Z_PutPixelColor(t, 0, 1, Direct(0x50, 0, 0)), Z_OK);
+    EXPECT_EQ(Get12(Stored(t, 0).data(), 1), 5u << 4);
+    EXPECT_EQ(Z_GetPixelColor(t, 0, 1), Direct(0x50, 0, 0));
+    EXPECT_EQ(Z_GetPixelColor(t, 0, 0), Direct(0, 0, 0));
 }
 
 TEST_F(Pixels, ColourLayouts) {
@@ -324,16 +319,12 @@ TEST_F(Pixels, TranslateBetweenBitmaps) {
               Direct(0x12, 0x12, 0x12));
     EXPECT_EQ(Z_TranslateBitmapColor(gray, src, ColorTagGray16 | 0x1234),
               ColorTagIndex | 0x12u);
-}
-
-TEST_F(Pixels, TranslateAGrayLevelThroughAGrayTable) {
-    BitmapHandle *b = Make(2, 1, 16, 2);
+    // Through a gray table the level's two bytes are red and green, blue 0;
+    // a table of exactly 65536 entries is searched over 65535.
     std::vector<RGBQUAD> table(0x10000, Rgb(0, 0, 0));
     table[7] = Rgb(0x34, 0x12, 0);
-    SetGrayTable(b, table);
-    // The level's two bytes are red and green; blue is 0. A table of
-    // exactly 65536 entries is searched over 65535.
-    EXPECT_EQ(Z_TranslateBitmapColor(b, nullptr, ColorTagGray16 | 0x1234),
+    SetGrayTable(gray16, table);
+    EXPECT_EQ(Z_TranslateBitmapColor(gray16, nullptr, ColorTagGray16 | 0x1234),
               ColorTagIndex | 7u);
 }
 
