@@ -1,13 +1,15 @@
-// Helpers shared by the colour tests: palettes written as lists of
-// colours, and a fixture that fails a test which leaves a block, a
-// palette or a match table behind.
+// Helpers shared by the colour tests: colours and palettes written as
+// lists, gray tables, and a fixture that fails a test which leaves a
+// block, a palette or a match table behind.
 #pragma once
 
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <cstring>
 #include <vector>
 
+#include "core/os/os.h"
 #include "tests/support/support.h"
 #include "ztkrn.h"
 
@@ -24,6 +26,29 @@ inline RGBQUAD Rgb(uint8_t red, uint8_t green, uint8_t blue,
 }
 
 inline RGBQUAD Gray(uint8_t level) { return Rgb(level, level, level); }
+
+inline ColorValue Direct(uint32_t r, uint32_t g, uint32_t b) {
+    return r | (g << 8) | (b << 16);
+}
+
+// A table of `n` entries where entry i is the colour `of(i)`.
+template <class Of>
+std::vector<RGBQUAD> Table(uint32_t n, Of of) {
+    std::vector<RGBQUAD> t(n);
+    for (uint32_t i = 0; i < n; ++i)
+        t[i] = of(i);
+    return t;
+}
+
+// Puts a copy of `entries` in force as the bitmap's gray table; the
+// bitmap's owner frees it with Z_InitGrayParams.
+inline void SetGrayTable(BitmapHandle *b, const std::vector<RGBQUAD> &entries) {
+    const size_t bytes = entries.size() * sizeof(RGBQUAD);
+    b->GrayLUT = static_cast<RGBQUAD *>(Z_OsAlloc(uint32_t(bytes)));
+    std::memcpy(b->GrayLUT, entries.data(), bytes);
+    b->GrayLUTLength = uint32_t(entries.size());
+    b->Flags |= BITMAP_GRAYLUT;
+}
 
 inline bool SameColour(const RGBQUAD &a, const RGBQUAD &b) {
     return a.rgbRed == b.rgbRed && a.rgbGreen == b.rgbGreen &&
@@ -58,18 +83,12 @@ class Palette {
         : handle_(Z_CreatePalette(entries.data(), int32_t(entries.size()))) {}
     ~Palette() {
         if (handle_ != nullptr) {
-            EXPECT_TRUE(DeletePalette(handle_));
+            EXPECT_TRUE(ztk::os::ObjectDelete(handle_));
         }
     }
     Palette(const Palette &) = delete;
     Palette &operator=(const Palette &) = delete;
     ZHPALETTE get() const { return handle_; }
-    ZHPALETTE release() {
-        ZHPALETTE h = handle_;
-        handle_ = nullptr;
-        return h;
-    }
-    static bool DeletePalette(ZHPALETTE handle);
 
   private:
     ZHPALETTE handle_;

@@ -161,15 +161,6 @@ TEST(ConvertRules, WindowsAndQuirks) {
         Check(r);
 }
 
-// A gray table of `n` entries where entry i is the colour `of(i)`.
-template <class Of>
-std::vector<RGBQUAD> Table(uint32_t n, Of of) {
-    std::vector<RGBQUAD> t(n);
-    for (uint32_t i = 0; i < n; ++i)
-        t[i] = of(i);
-    return t;
-}
-
 TEST(ConvertRules, TwelveBitGrayWithATable) {
     const auto lut = Table(4096, [](uint32_t i) {
         return Rgb(uint8_t(i), uint8_t(i >> 4), uint8_t(255 - (i & 255)));

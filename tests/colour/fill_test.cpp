@@ -36,20 +36,9 @@ class RowFill : public NoLeakTest {
         EXPECT_EQ(FillRowWithColor(bitmap_.get(), colour, row.data(), count), 1);
         return row;
     }
-    void UseGrayTable(const std::vector<RGBQUAD> &entries) {
-        bitmap_->GrayLUT = static_cast<RGBQUAD *>(
-            Z_OsAlloc(uint32_t(entries.size() * sizeof(RGBQUAD))));
-        std::memcpy(bitmap_->GrayLUT, entries.data(),
-                    entries.size() * sizeof(RGBQUAD));
-        bitmap_->GrayLUTLength = uint32_t(entries.size());
-        bitmap_->Flags |= BITMAP_GRAYLUT;
-    }
     Bitmap bitmap_;
 };
 
-ColorValue Direct(uint32_t r, uint32_t g, uint32_t b) {
-    return r | (g << 8) | (b << 16);
-}
 ColorValue Index(uint32_t i) { return ColorTagIndex | i; }
 
 // Whole bytes: the pattern byte repeated, a partial last byte included.
@@ -176,13 +165,6 @@ TEST_F(RowFill, SixteenBitGrayUnderWindows) {
     }
 }
 
-std::vector<RGBQUAD> FallingRamp() {
-    std::vector<RGBQUAD> ramp;
-    for (uint32_t i = 0; i < 256; ++i)
-        ramp.push_back(Gray(uint8_t(255 - i)));
-    return ramp;
-}
-
 TEST_F(RowFill, TwelveBitGrayUnderWindows) {
     const GrayCase cases[] = {
         {"gray of a colour", -1, -1, Direct(100, 100, 100), 0x646},
@@ -219,7 +201,7 @@ TEST_F(RowFill, GrayWithATableFindsTheEntry) {
         BitmapHandle *b = Make(bits, 2);
         b->LowBit = int32_t(low);
         b->HighBit = int32_t(low + 7);
-        UseGrayTable(FallingRamp());
+        SetGrayTable(b, Table(256, [](uint32_t i) { return Gray(uint8_t(255 - i)); }));
         // Nearest gray to (10, 20, 30) is 20, at entry 235.
         EXPECT_EQ(sample(Direct(10, 20, 30)), 235u << low);
         // A gray level becomes the gray of its top byte, then is looked up.

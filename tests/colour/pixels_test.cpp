@@ -17,9 +17,6 @@
 namespace ztk::testing {
 namespace {
 
-ColorValue Direct(uint32_t r, uint32_t g, uint32_t b) {
-    return r | (g << 8) | (b << 16);
-}
 ColorValue DirectOf(const RGBQUAD &q) {
     return Direct(q.rgbRed, q.rgbGreen, q.rgbBlue);
 }
@@ -48,13 +45,6 @@ class Pixels : public NoLeakTest {
         std::vector<uint8_t> out(b->BytesPerLine);
         Z_GetBitmapRow(b, out.data(), row, b->BytesPerLine);
         return out;
-    }
-    void SetGrayTable(BitmapHandle *b, const std::vector<RGBQUAD> &entries) {
-        b->GrayLUT = static_cast<RGBQUAD *>(
-            Z_OsAlloc(uint32_t(entries.size() * sizeof(RGBQUAD))));
-        std::memcpy(b->GrayLUT, entries.data(), entries.size() * sizeof(RGBQUAD));
-        b->GrayLUTLength = uint32_t(entries.size());
-        b->Flags |= BITMAP_GRAYLUT;
     }
     std::vector<std::unique_ptr<Bitmap>> bitmaps_;
 };
@@ -112,14 +102,6 @@ TEST_F(Pixels, UntaggedColoursAreSearchedInThePalette) {
     EXPECT_EQ(Z_PutPixelColor(g, 0, 3, ColorTagGray16 | 0x80FFu), Z_OK);
     EXPECT_EQ(Stored(g, 0)[3], 0x80);
     EXPECT_EQ(Z_GetPixelColor(g, 0, 3), Direct(0x80, 0x80, 0x80));
-    // An index written to an 8-bit bitmap is stored as it is, to a 1-bit
-    // one masked.
-    BitmapHandle *e = Make(8, 1, 8);
-    EXPECT_EQ(Z_PutPixelColor(e, 0, 0, ColorTagIndex | 5), Z_OK);
-    EXPECT_EQ(Stored(e, 0)[0], 5);
-    BitmapHandle *one = Make(8, 1, 1);
-    EXPECT_EQ(Z_PutPixelColor(one, 0, 0, ColorTagIndex | 5), Z_OK);
-    EXPECT_EQ(Stored(one, 0)[0], 0x80);
     // A raw level tag is no index and no gray level: a colour.
     ASSERT_EQ(Z_PutPixelColor(b, 0, 0, ColorTagRaw16 | Direct(0, 0, 120)), Z_OK);
     EXPECT_EQ(Stored(b, 0)[0], 0x49);
