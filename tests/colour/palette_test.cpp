@@ -105,19 +105,6 @@ TEST_F(PaletteServices, GrayRampFailsCleanlyUnderEveryFailure) {
     EXPECT_EQ(failures, 2);
 }
 
-TEST_F(PaletteServices, FixedPaletteByDepthWithZeroMeaningOneBit) {
-    for (int32_t bits = 0; bits <= 8; ++bits) {
-        Palette fixed(Z_CreateFixedPalette(bits));
-        const uint32_t depth = bits == 0 ? 1 : uint32_t(bits);
-        const auto out = EntriesOf(fixed.get());
-        ASSERT_EQ(out.size(), size_t(1u << depth)) << bits;
-        for (size_t i = 0; i < out.size(); ++i)
-            EXPECT_TRUE(SameColour(out[i], tables::FixedPalette(depth)[i]));
-    }
-    EXPECT_EQ(Z_CreateFixedPalette(9), nullptr);
-    EXPECT_EQ(Z_CreateFixedPalette(-1), nullptr);
-}
-
 TEST_F(PaletteServices, BitmapFixedPaletteFollowsTheColourCount) {
     for (int32_t count : {16, 0, 1, 3, 100, 512, -2}) {
         Bitmap bitmap(4, 4, 8);

@@ -80,13 +80,21 @@ TEST(FixedPalettes, DeliberateDifferences) {
     EXPECT_EQ(entries[2].rgbGreen, 72);
 }
 
-TEST(FixedPalettes, LookupAndCopyByDepth) {
+// The pointer, the copy (zero bits: the 8-bit gray ramp) and the logical
+// palette (zero bits: one bit) of each depth.
+TEST(FixedPalettes, LookupCopyAndPaletteByDepth) {
     for (int32_t bits = -1; bits <= 12; ++bits) {
         SCOPED_TRACE(bits);
         const RGBQUAD *table = bits >= 1 && bits <= 8
                                    ? tables::FixedPalette(uint32_t(bits))
                                    : nullptr;
         EXPECT_EQ(Z_IntGetFixedPalette(bits), table);
+        Palette fixed(Z_CreateFixedPalette(bits));
+        const auto entries = EntriesOf(fixed.get());
+        const RGBQUAD *want = bits == 0 ? tables::FixedPalette(1) : table;
+        ASSERT_EQ(entries.size(), want ? size_t(bits == 0 ? 2 : 1u << bits) : 0u);
+        for (size_t i = 0; i < entries.size(); ++i)
+            EXPECT_TRUE(SameColour(entries[i], want[i])) << i;
         RGBQUAD out[257];
         std::memset(out, 0xEE, sizeof out);
         if (bits < 0 || bits > 8) {
