@@ -16,9 +16,9 @@ namespace ztk {
 // ---- ColorValue ----------------------------------------------------------
 
 // Tags in the high byte of a ColorValue.
-constexpr uint32_t ColorTagIndex = 0x01000000u;  // a palette index in the low bits
-constexpr uint32_t ColorTagRaw16 = 0x02000000u;  // a raw 16-bit level
-constexpr uint32_t ColorTagGray16 = 0x04000000u; // a 16-bit gray level
+constexpr uint32_t ColorTagIndex = COLOR_TAG_INDEX;   // a palette index in the low bits
+constexpr uint32_t ColorTagRaw16 = COLOR_TAG_RAW16;   // a raw 16-bit level
+constexpr uint32_t ColorTagGray16 = COLOR_TAG_GRAY16; // a 16-bit gray level
 
 constexpr uint32_t TagOf(ColorValue value) { return value >> 24; }
 constexpr uint32_t RedOf(ColorValue value) { return value & 0xFFu; }
@@ -54,6 +54,30 @@ constexpr uint32_t ShiftRight(uint32_t value, int64_t count) {
     return (count < 0 || count > 31) ? 0u : value >> count;
 }
 
+// ---- division by a divisor fixed for a whole row ---------------------------
+
+// floor(n / d) for every 32-bit n, by one multiplication with a 64-bit
+// reciprocal worked out once, so that rescaling by a window's mask costs no
+// division inside a pixel loop. A divisor of 0 gives 0: an empty window
+// holds nothing to rescale.
+class Divider {
+  public:
+    constexpr explicit Divider(uint32_t divisor)
+        : divisor_(divisor),
+          reciprocal_(divisor > 1 ? ~uint64_t(0) / divisor + 1 : 0) {}
+    constexpr uint32_t operator()(uint32_t n) const {
+        if (divisor_ <= 1)
+            return divisor_ == 1 ? n : 0u;
+        // The top 64 bits of the 96-bit product, from two 32-bit halves.
+        const uint64_t low = (reciprocal_ & 0xFFFFFFFFu) * n >> 32;
+        return uint32_t(((reciprocal_ >> 32) * n + low) >> 32);
+    }
+
+  private:
+    uint32_t divisor_;
+    uint64_t reciprocal_;
+};
+
 // ---- the gray window ------------------------------------------------------
 
 // Which bits of a sample carry the image: read a sample as
@@ -83,9 +107,28 @@ constexpr GrayWindow GrayWindowOf(int32_t bitsPerPixel, int32_t limit,
     return window;
 }
 
+// An 8-bit gray as a sample of `bits` bits: truncated down to 8 bits or
+// fewer; above that spread so that 255 reaches the top value (g * 0x101 at
+// 16 bits), cut to 16 bits.
+constexpr uint32_t WidenGray(uint32_t gray, int64_t bits) {
+    if (bits <= 8)
+        return ShiftRight(gray, 8 - bits);
+    return ((ShiftLeft(gray, bits) - gray) / 255u) & 0xFFFFu;
+}
+
 // A gray table counts only when it is there and the flag says to use it.
 constexpr bool GrayLutInForce(const BitmapHandle *bitmap) {
     return bitmap->GrayLUT != nullptr && (bitmap->Flags & BITMAP_GRAYLUT) != 0;
+}
+
+// A 16-bit gray level is a raw sample only for a gray bitmap without a
+// table; anywhere else its top byte stands for a direct gray colour.
+constexpr ColorValue ReduceGray16(const BitmapHandle *bitmap, ColorValue color) {
+    if ((color & ColorTagGray16) == 0 ||
+        (bitmap->Order == 2 && !GrayLutInForce(bitmap)))
+        return color;
+    const uint32_t level = GreenOf(color);
+    return level | (level << 8) | (level << 16);
 }
 
 } // namespace ztk

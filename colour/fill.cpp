@@ -16,16 +16,6 @@
 namespace ztk {
 namespace {
 
-// A 16-bit gray level only makes sense as a raw sample of a gray bitmap
-// without a table; anywhere else its top byte stands for a direct gray.
-ColorValue ReduceGray16(const BitmapHandle *bitmap, ColorValue color) {
-    if ((color & ColorTagGray16) == 0 ||
-        (bitmap->Order == 2 && !GrayLutInForce(bitmap)))
-        return color;
-    const uint32_t level = GreenOf(color);
-    return level | (level << 8) | (level << 16);
-}
-
 // The pixel value at 1 to 8 bits: a tagged index as given, masked to the
 // depth; any other value goes to the platform's nearest entry of the
 // bitmap's palette, used as it comes.

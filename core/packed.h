@@ -7,10 +7,11 @@
 // the little-endian word at byte 3k, the odd one the high 12 bits of the
 // word at byte 3k+1. Byte-sized depths are plain arrays.
 //
-// The template forms are for kernels chosen once per row; the runtime-depth
-// forms are for single-pixel paths.
+// The template forms and the layout types are for kernels chosen once per
+// row; the runtime-depth forms are for single-pixel paths.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 namespace ztk {
@@ -104,6 +105,169 @@ constexpr void Put12(uint8_t *row, uint32_t x, uint32_t value) {
 uint32_t GetPixelBits(const uint8_t *row, uint32_t x, int32_t bitsPerPixel);
 void PutPixelBits(uint8_t *row, uint32_t x, int32_t bitsPerPixel,
                   uint32_t value);
+
+// ---- pixel layouts for row kernels -----------------------------------------
+
+// One type per layout, each with its width in bits and the raw value of a
+// pixel: an index or sample up to 16 bits, the bytes in memory order (first
+// byte lowest) at 24 and 32. Kernels are instantiated on these once per row
+// so that no pixel loop asks for the depth.
+struct Layout8 {
+    static constexpr int32_t kBits = 8;
+    static uint32_t Get(const uint8_t *row, uint32_t x) { return row[x]; }
+    static void Put(uint8_t *row, uint32_t x, uint32_t v) {
+        row[x] = uint8_t(v);
+    }
+};
+
+template <int Bits>
+struct LayoutPacked {
+    static constexpr int32_t kBits = Bits;
+    static uint32_t Get(const uint8_t *row, uint32_t x) {
+        return GetPacked<Bits>(row, x);
+    }
+    static void Put(uint8_t *row, uint32_t x, uint32_t v) {
+        PutPacked<Bits>(row, x, v);
+    }
+};
+
+struct Layout12 {
+    static constexpr int32_t kBits = 12;
+    static uint32_t Get(const uint8_t *row, uint32_t x) { return Get12(row, x); }
+    static void Put(uint8_t *row, uint32_t x, uint32_t v) { Put12(row, x, v); }
+};
+
+// Little-endian words; rows need not be aligned.
+struct Layout16 {
+    static constexpr int32_t kBits = 16;
+    static uint32_t Get(const uint8_t *row, uint32_t x) {
+        return uint32_t(row[2 * x]) | (uint32_t(row[2 * x + 1]) << 8);
+    }
+    static void Put(uint8_t *row, uint32_t x, uint32_t v) {
+        row[2 * x] = uint8_t(v);
+        row[2 * x + 1] = uint8_t(v >> 8);
+    }
+};
+
+struct Layout24 {
+    static constexpr int32_t kBits = 24;
+    static uint32_t Get(const uint8_t *row, uint32_t x) {
+        const uint8_t *p = row + size_t(x) * 3;
+        return uint32_t(p[0]) | (uint32_t(p[1]) << 8) | (uint32_t(p[2]) << 16);
+    }
+    static void Put(uint8_t *row, uint32_t x, uint32_t v) {
+        uint8_t *p = row + size_t(x) * 3;
+        p[0] = uint8_t(v);
+        p[1] = uint8_t(v >> 8);
+        p[2] = uint8_t(v >> 16);
+    }
+};
+
+struct Layout32 {
+    static constexpr int32_t kBits = 32;
+    static uint32_t Get(const uint8_t *row, uint32_t x) {
+        const uint8_t *p = row + size_t(x) * 4;
+        return uint32_t(p[0]) | (uint32_t(p[1]) << 8) |
+               (uint32_t(p[2]) << 16) | (uint32_t(p[3]) << 24);
+    }
+    static void Put(uint8_t *row, uint32_t x, uint32_t v) {
+        uint8_t *p = row + size_t(x) * 4;
+        p[0] = uint8_t(v);
+        p[1] = uint8_t(v >> 8);
+        p[2] = uint8_t(v >> 16);
+        p[3] = uint8_t(v >> 24);
+    }
+};
+
+// Calls f with the layout of a depth (0 meaning 8-bit samples) and returns
+// true; false, without calling, for a depth that has no layout.
+template <typename F>
+bool WithLayout(int32_t bitsPerPixel, F &&f) {
+    switch (bitsPerPixel) {
+    case 0: case 8: f(Layout8{}); return true;
+    case 1: f(LayoutPacked<1>{}); return true;
+    case 2: f(LayoutPacked<2>{}); return true;
+    case 3: f(LayoutPacked<3>{}); return true;
+    case 4: f(LayoutPacked<4>{}); return true;
+    case 5: f(LayoutPacked<5>{}); return true;
+    case 6: f(LayoutPacked<6>{}); return true;
+    case 7: f(LayoutPacked<7>{}); return true;
+    case 12: f(Layout12{}); return true;
+    case 16: f(Layout16{}); return true;
+    case 24: f(Layout24{}); return true;
+    case 32: f(Layout32{}); return true;
+    default: return false;
+    }
+}
+
+// Rewrites `count` pixels from one layout to another, pixel x of `source`
+// becoming pixel x of `destination` through `fn`. The rows may be one and
+// the same: a widening runs from the last pixel back, anything else from
+// the first, so no pixel is overwritten before it has been read. Neither
+// direction ever writes over the source of a pixel still to come, so
+// pixels are taken four at a time, all read before any is written, which
+// keeps loads from waiting on the stores before them.
+template <class Src, class Dst, class Fn>
+void MapPixels(const uint8_t *source, uint8_t *destination, uint32_t count,
+               Fn &&fn) {
+    if constexpr (Dst::kBits > Src::kBits) {
+        uint32_t x = count;
+        for (; x >= 4; x -= 4) {
+            const uint32_t a = Src::Get(source, x - 4);
+            const uint32_t b = Src::Get(source, x - 3);
+            const uint32_t c = Src::Get(source, x - 2);
+            const uint32_t d = Src::Get(source, x - 1);
+            Dst::Put(destination, x - 1, fn(d));
+            Dst::Put(destination, x - 2, fn(c));
+            Dst::Put(destination, x - 3, fn(b));
+            Dst::Put(destination, x - 4, fn(a));
+        }
+        while (x-- > 0)
+            Dst::Put(destination, x, fn(Src::Get(source, x)));
+    } else {
+        uint32_t x = 0;
+        for (; x + 4 <= count; x += 4) {
+            const uint32_t a = Src::Get(source, x);
+            const uint32_t b = Src::Get(source, x + 1);
+            const uint32_t c = Src::Get(source, x + 2);
+            const uint32_t d = Src::Get(source, x + 3);
+            Dst::Put(destination, x, fn(a));
+            Dst::Put(destination, x + 1, fn(b));
+            Dst::Put(destination, x + 2, fn(c));
+            Dst::Put(destination, x + 3, fn(d));
+        }
+        for (; x < count; ++x)
+            Dst::Put(destination, x, fn(Src::Get(source, x)));
+    }
+}
+
+// The bits of a sub-byte pixel that starts `phase` bits into `bytes`, and
+// their replacement; a pixel that crosses into the next byte is taken as a
+// big-endian pair, as everywhere in the stream.
+constexpr uint32_t GetBitsAt(const uint8_t *bytes, uint32_t phase,
+                             uint32_t bits) {
+    const uint32_t mask = (1u << bits) - 1;
+    if (phase + bits <= 8)
+        return (uint32_t(bytes[0]) >> (8 - bits - phase)) & mask;
+    const uint32_t pair = (uint32_t(bytes[0]) << 8) | bytes[1];
+    return (pair >> (16 - bits - phase)) & mask;
+}
+
+constexpr void PutBitsAt(uint8_t *bytes, uint32_t phase, uint32_t bits,
+                         uint32_t value) {
+    const uint32_t mask = (1u << bits) - 1;
+    value &= mask;
+    if (phase + bits <= 8) {
+        const uint32_t shift = 8 - bits - phase;
+        bytes[0] = uint8_t((bytes[0] & ~(mask << shift)) | (value << shift));
+        return;
+    }
+    const uint32_t shift = 16 - bits - phase;
+    uint32_t pair = (uint32_t(bytes[0]) << 8) | bytes[1];
+    pair = (pair & ~(mask << shift)) | (value << shift);
+    bytes[0] = uint8_t(pair >> 8);
+    bytes[1] = uint8_t(pair);
+}
 
 // ---- edge masks for runs of sub-byte pixels -----------------------------
 

@@ -397,17 +397,69 @@ ZTKRN_EXPORT const uint8_t * ZAPI Z_Get1BitOnTable(void);
 
 /* (declarations of this family follow as it is built) */
 
+/* Options of Z_ConvertBufferExt. The gray bits are also set from an order
+ * of 2; only one side can have a window in one call. */
+#define CONVERT_SRC_GRAY 0x0001u
+#define CONVERT_DST_GRAY 0x0002u
+#define CONVERT_SRC_WINDOW 0x0004u
+#define CONVERT_DST_WINDOW 0x0008u
+
+/* Converts `width` pixels in place, from any supported depth (0 meaning
+ * 8-bit gray samples without palette, 1 to 8, 12, 16, 24, 32), order and
+ * palette to any other. A null palette means the fixed set of its depth;
+ * for a 12- or 16-bit gray source the source palette is its GrayLUT.
+ * Z_OK, or Z_ERR_PARAM with the buffer untouched. */
+ZTKRN_EXPORT int32_t ZAPI Z_ConvertBufferExt(void *buffer, int32_t width, int32_t sourceBits, int32_t destinationBits, int32_t sourceOrder, int32_t destinationOrder, const RGBQUAD *sourcePalette, const RGBQUAD *destinationPalette, uint32_t options, int32_t lowBit, int32_t highBit);
+/* The same with the gray bits taken from the orders and no window. */
+ZTKRN_EXPORT int32_t ZAPI Z_ConvertBuffer(void *buffer, int32_t width, int32_t sourceBits, int32_t destinationBits, int32_t sourceOrder, int32_t destinationOrder, const RGBQUAD *sourcePalette, const RGBQUAD *destinationPalette);
+/* Bytes a buffer needs for a conversion that also changes width: the
+ * largest of the strides involved, depth 0 counting as 8. */
+ZTKRN_EXPORT uint32_t ZAPI Z_CalcConvertSize(int32_t sourceWidth, int32_t sourceBits, int32_t destinationWidth, int32_t destinationBits);
+
 /* ------------------------------------------------------------------ */
 /* Pixels and colours                                              */
 /* ------------------------------------------------------------------ */
 
 /* (declarations of this family follow as it is built) */
 
+/* Tags in the high byte of a ColorValue; without one the value is a direct
+ * colour, red in the low byte. */
+#define COLOR_TAG_INDEX 0x01000000u  /* a palette index in the low bits */
+#define COLOR_TAG_RAW16 0x02000000u  /* a raw 16-bit level */
+#define COLOR_TAG_GRAY16 0x04000000u /* a 16-bit gray level, low 16 bits */
+
+/* Row and column are stored coordinates, without view perspective.
+ * COLOR_INVALID for a pixel outside the bitmap. */
+ZTKRN_EXPORT ColorValue ZAPI Z_GetPixelColor(BitmapHandle *bitmap, int32_t row, int32_t column);
+/* Z_OK, Z_ERR_NOBITMAP, or Z_ERR_EMPTY outside the bitmap (or outside the
+ * region, when a companion module answers for it). */
+ZTKRN_EXPORT int32_t ZAPI Z_PutPixelColor(BitmapHandle *bitmap, int32_t row, int32_t column, ColorValue color);
+/* The value that stands for the same colour in the destination bitmap. */
+ZTKRN_EXPORT ColorValue ZAPI Z_TranslateBitmapColor(const BitmapHandle *destination, const BitmapHandle *source, ColorValue color);
+ZTKRN_EXPORT int32_t ZAPI Z_GetBitmapColors(const BitmapHandle *bitmap, int32_t first, int32_t count, RGBQUAD *entries);
+/* Replaces a range of the palette; the bitmap gets a new palette handle. */
+ZTKRN_EXPORT int32_t ZAPI Z_PutBitmapColors(BitmapHandle *bitmap, int32_t first, int32_t count, const RGBQUAD *entries);
+ZTKRN_EXPORT int32_t ZAPI Z_CopyPlaybackParms(BitmapHandle *destination, const BitmapHandle *source);
+
 /* ------------------------------------------------------------------ */
 /* Bitmap creation and duplicates                                  */
 /* ------------------------------------------------------------------ */
 
 /* (declarations of this family follow as it is built) */
+
+/* Options of Z_DupBitmapNewDim and Z_FreeDuplicateBitmap: 7 makes a fully
+ * independent bitmap, 0 a record borrowing palette and region. */
+#define DUP_ALLOCATE 0x0001u /* storage for the new record */
+#define DUP_PALETTE 0x0002u  /* a copy of the palette, else shared */
+#define DUP_REGION 0x0004u   /* a copy of the region, else shared */
+
+/* Init, allocate and palette in one call; depth 0 makes an 8-bit bitmap
+ * with a gray palette. The order counts above 8 bits only. */
+ZTKRN_EXPORT int32_t ZAPI Z_CreateBitmap(BitmapHandle *bitmap, int32_t memory, int32_t width, int32_t height, int32_t bitsPerPixel, int32_t order, const RGBQUAD *palette, int32_t viewPerspective);
+/* A new record like the source with new dimensions and depth. */
+ZTKRN_EXPORT int32_t ZAPI Z_DupBitmapNewDim(BitmapHandle *destination, const BitmapHandle *source, int32_t width, int32_t height, int32_t bitsPerPixel, uint32_t options);
+/* Undoes Z_DupBitmapNewDim made with the same options. */
+ZTKRN_EXPORT int32_t ZAPI Z_FreeDuplicateBitmap(BitmapHandle *bitmap, uint32_t options);
 
 /* ------------------------------------------------------------------ */
 /* Dithering                                                       */
