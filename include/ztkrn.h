@@ -472,13 +472,22 @@ ZTKRN_EXPORT int32_t ZAPI Z_FreeDuplicateBitmap(BitmapHandle *bitmap, uint32_t o
 /* ------------------------------------------------------------------ */
 
 /* (declarations of this family follow as it is built) */
+/* A full independent copy: storage, palette and region of its own. */
+ZTKRN_EXPORT int32_t ZAPI Z_CopyBitmap(BitmapHandle *destination, BitmapHandle *source);
+/* Rows of the source into an allocated destination; the source's row count. */
+ZTKRN_EXPORT int32_t ZAPI Z_CopyBitmapData(BitmapHandle *destination, BitmapHandle *source);
+/* A new bitmap of the rectangle's size; a null destination, or the source
+ * itself, replaces the source. Parts outside the source are left as
+ * allocated. */
+ZTKRN_EXPORT int32_t ZAPI Z_CopyBitmapRect(BitmapHandle *destination, BitmapHandle *source, int32_t left, int32_t top, int32_t width, int32_t height);
+/* Reduces a bitmap in place to the rectangle clipped to the image. */
+ZTKRN_EXPORT int32_t ZAPI Z_TrimBitmap(BitmapHandle *bitmap, int32_t left, int32_t top, int32_t width, int32_t height);
 
 /* ------------------------------------------------------------------ */
 /* Flip, mirror and right-angle turns                              */
 /* ------------------------------------------------------------------ */
 
 /* (declarations of this family follow as it is built) */
-
 /* ------------------------------------------------------------------ */
 /* Regions                                                             */
 /* ------------------------------------------------------------------ */
