@@ -488,6 +488,14 @@ ZTKRN_EXPORT int32_t ZAPI Z_TrimBitmap(BitmapHandle *bitmap, int32_t left, int32
 /* ------------------------------------------------------------------ */
 
 /* (declarations of this family follow as it is built) */
+/* Upside down as the viewer sees it, in place. */
+ZTKRN_EXPORT int32_t ZAPI Z_FlipBitmap(BitmapHandle *bitmap);
+/* Left for right as the viewer sees it, in place. */
+ZTKRN_EXPORT int32_t ZAPI Z_ReverseBitmap(BitmapHandle *bitmap);
+/* Reverses `width` pixels of one packed row in place. At 12 bits the
+ * buffer needs one byte of room after the row's last byte. */
+ZTKRN_EXPORT int32_t ZAPI Z_MirrorLine(void *row, int32_t width, int32_t bitsPerPixel);
+
 /* ------------------------------------------------------------------ */
 /* Regions                                                             */
 /* ------------------------------------------------------------------ */
