@@ -495,6 +495,9 @@ ZTKRN_EXPORT int32_t ZAPI Z_ReverseBitmap(BitmapHandle *bitmap);
 /* Reverses `width` pixels of one packed row in place. At 12 bits the
  * buffer needs one byte of room after the row's last byte. */
 ZTKRN_EXPORT int32_t ZAPI Z_MirrorLine(void *row, int32_t width, int32_t bitsPerPixel);
+/* A quarter turn of a pixel buffer with rows padded to 4 bytes; reverse 0
+ * turns counter-clockwise. */
+ZTKRN_EXPORT int32_t ZAPI Z_RotateBuffer90(const void *source, void *target, int32_t reverse, int32_t width, int32_t height, int32_t bitsPerPixel);
 
 /* ------------------------------------------------------------------ */
 /* Regions                                                             */
