@@ -25,6 +25,49 @@ constexpr uint8_t ReverseBits4(uint32_t b) {
     return uint8_t(((b & 0xF0u) >> 4) | ((b & 0x0Fu) << 4));
 }
 
+template <int Bits>
+constexpr uint8_t ReverseIn(uint32_t b) {
+    if constexpr (Bits == 1)
+        return ReverseBits1(b);
+    else if constexpr (Bits == 2)
+        return ReverseBits2(b);
+    else
+        return ReverseBits4(b);
+}
+
+// Eight bytes at once, in the same shifts and masks: the byte order
+// reversed, then each byte's fields. The word is read little-endian.
+constexpr uint64_t SwapBytes(uint64_t v) {
+    v = ((v & 0x00FF00FF00FF00FFull) << 8) | ((v >> 8) & 0x00FF00FF00FF00FFull);
+    v = ((v & 0x0000FFFF0000FFFFull) << 16) |
+        ((v >> 16) & 0x0000FFFF0000FFFFull);
+    return (v << 32) | (v >> 32);
+}
+
+template <int Bits>
+constexpr uint64_t ReverseWord(uint64_t v) {
+    v = SwapBytes(v);
+    v = ((v & 0xF0F0F0F0F0F0F0F0ull) >> 4) | ((v & 0x0F0F0F0F0F0F0F0Full) << 4);
+    if constexpr (Bits <= 2)
+        v = ((v & 0xCCCCCCCCCCCCCCCCull) >> 2) |
+            ((v & 0x3333333333333333ull) << 2);
+    if constexpr (Bits == 1)
+        v = ((v & 0xAAAAAAAAAAAAAAAAull) >> 1) |
+            ((v & 0x5555555555555555ull) << 1);
+    return v;
+}
+
+inline uint64_t LoadLittle(const uint8_t *p) {
+    uint64_t v = 0;
+    for (int k = 7; k >= 0; --k)
+        v = (v << 8) | p[k];
+    return v;
+}
+inline void StoreLittle(uint8_t *p, uint64_t v) {
+    for (int k = 0; k < 8; ++k, v >>= 8)
+        p[k] = uint8_t(v);
+}
+
 // Moves `n` bytes up by `u` bits, the last byte filling with zeros.
 void ShiftRowUp(uint8_t *row, uint32_t n, uint32_t u) {
     for (uint32_t i = 0; i + 1 < n; ++i)
@@ -35,13 +78,19 @@ void ShiftRowUp(uint8_t *row, uint32_t n, uint32_t u) {
 template <int Bits>
 void MirrorSubByte(uint8_t *row, uint32_t width) {
     constexpr uint32_t perByte = 8 / Bits;
-    constexpr uint8_t (*reverse)(uint32_t) =
-        Bits == 1 ? ReverseBits1 : Bits == 2 ? ReverseBits2 : ReverseBits4;
     const uint32_t last = (width - 1) / perByte;
-    for (uint32_t i = 0, j = last; i <= j && j != ~0u; ++i, --j) {
+    uint32_t i = 0, j = last;
+    // Whole words from both ends while they don't overlap.
+    for (; j >= i + 15; i += 8, j -= 8) {
+        const uint64_t front = LoadLittle(row + i);
+        const uint64_t back = LoadLittle(row + j - 7);
+        StoreLittle(row + i, ReverseWord<Bits>(back));
+        StoreLittle(row + j - 7, ReverseWord<Bits>(front));
+    }
+    for (; i <= j && j != ~0u; ++i, --j) {
         const uint8_t front = row[i], back = row[j];
-        row[i] = reverse(back);
-        row[j] = reverse(front);
+        row[i] = ReverseIn<Bits>(back);
+        row[j] = ReverseIn<Bits>(front);
     }
     const uint32_t unused = (~(uint32_t(Bits) * width - 1)) & 7u;
     if (unused != 0)
