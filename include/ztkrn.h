@@ -524,12 +524,32 @@ ZTKRN_EXPORT int32_t ZAPI Z_StopDithering(BitmapHandle *bitmap);
 /* ------------------------------------------------------------------ */
 
 /* (declarations of this family follow as it is built) */
+/* A full independent copy: storage, palette and region of its own. */
+ZTKRN_EXPORT int32_t ZAPI Z_CopyBitmap(BitmapHandle *destination, BitmapHandle *source);
+/* Rows of the source into an allocated destination; the source's row count. */
+ZTKRN_EXPORT int32_t ZAPI Z_CopyBitmapData(BitmapHandle *destination, BitmapHandle *source);
+/* A new bitmap of the rectangle's size; a null destination, or the source
+ * itself, replaces the source. Parts outside the source are left as
+ * allocated. */
+ZTKRN_EXPORT int32_t ZAPI Z_CopyBitmapRect(BitmapHandle *destination, BitmapHandle *source, int32_t left, int32_t top, int32_t width, int32_t height);
+/* Reduces a bitmap in place to the rectangle clipped to the image. */
+ZTKRN_EXPORT int32_t ZAPI Z_TrimBitmap(BitmapHandle *bitmap, int32_t left, int32_t top, int32_t width, int32_t height);
 
 /* ------------------------------------------------------------------ */
 /* Flip, mirror and right-angle turns                              */
 /* ------------------------------------------------------------------ */
 
 /* (declarations of this family follow as it is built) */
+/* Upside down as the viewer sees it, in place. */
+ZTKRN_EXPORT int32_t ZAPI Z_FlipBitmap(BitmapHandle *bitmap);
+/* Left for right as the viewer sees it, in place. */
+ZTKRN_EXPORT int32_t ZAPI Z_ReverseBitmap(BitmapHandle *bitmap);
+/* Reverses `width` pixels of one packed row in place. At 12 bits the
+ * buffer needs one byte of room after the row's last byte. */
+ZTKRN_EXPORT int32_t ZAPI Z_MirrorLine(void *row, int32_t width, int32_t bitsPerPixel);
+/* A quarter turn of a pixel buffer with rows padded to 4 bytes; reverse 0
+ * turns counter-clockwise. */
+ZTKRN_EXPORT int32_t ZAPI Z_RotateBuffer90(const void *source, void *target, int32_t reverse, int32_t width, int32_t height, int32_t bitsPerPixel);
 
 /* ------------------------------------------------------------------ */
 /* Regions                                                             */
