@@ -9,25 +9,12 @@
 
 #include "compressed/storage.h"
 #include "core/packed.h"
+#include "core/rows.h"
 #include "ztkrn.h"
 
 namespace ztk {
 namespace {
 
-// Moves the cache to `row`. It stands for the start of a row; the cache
-// moves even when the transfer that follows fails.
-inline uint32_t SeekRow(BitmapHandle *bitmap, uint32_t row) {
-    if (row != bitmap->CurrentRow) {
-        if (row == bitmap->CurrentRow + 1)
-            bitmap->CurrentRowOffset += bitmap->BytesPerLine;
-        else if (row == bitmap->CurrentRow - 1)
-            bitmap->CurrentRowOffset -= bitmap->BytesPerLine;
-        else
-            bitmap->CurrentRowOffset = bitmap->BytesPerLine * row;
-        bitmap->CurrentRow = row;
-    }
-    return bitmap->CurrentRowOffset;
-}
 
 // Sub-byte columns are not shifted: the transfer starts at the whole byte
 // holding the column's first bit.

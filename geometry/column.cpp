@@ -11,6 +11,7 @@
 #include "compressed/heap.h"
 #include "compressed/rows.h"
 #include "core/packed.h"
+#include "core/rows.h"
 #include "geometry/geometry.h"
 
 namespace ztk {
@@ -159,19 +160,6 @@ int32_t PutCompressedColumn(BitmapHandle *bitmap, const uint8_t *source,
     return 1;
 }
 
-// Moves the row cache to `row` the way the row calls do.
-uint32_t SeekRow(BitmapHandle *bitmap, uint32_t row) {
-    if (row != bitmap->CurrentRow) {
-        if (row == bitmap->CurrentRow + 1)
-            bitmap->CurrentRowOffset += bitmap->BytesPerLine;
-        else if (row == bitmap->CurrentRow - 1)
-            bitmap->CurrentRowOffset -= bitmap->BytesPerLine;
-        else
-            bitmap->CurrentRowOffset = bitmap->BytesPerLine * row;
-        bitmap->CurrentRow = row;
-    }
-    return bitmap->CurrentRowOffset;
-}
 
 } // namespace
 } // namespace ztk
