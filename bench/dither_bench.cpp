@@ -9,6 +9,7 @@
 #include <cstring>
 #include <vector>
 
+#include "bench/bench_support.h"
 #include "ztkrn.h"
 
 namespace {
@@ -38,18 +39,7 @@ const std::vector<uint8_t> &Image() {
     return image;
 }
 
-std::vector<RGBQUAD> ScatteredPalette() {
-    std::vector<RGBQUAD> palette(256);
-    uint32_t state = 12345;
-    for (RGBQUAD &e : palette) {
-        state = state * 1103515245u + 12345u;
-        e.rgbRed = uint8_t(state >> 24);
-        e.rgbGreen = uint8_t(state >> 16);
-        e.rgbBlue = uint8_t(state >> 8);
-        e.rgbReserved = 0;
-    }
-    return palette;
-}
+using ztk::bench::ScatteredPalette;
 
 void DitherImage(benchmark::State &state, uint32_t method,
                  const RGBQUAD *palette) {

@@ -6,25 +6,14 @@
 #include <cstring>
 #include <vector>
 
+#include "bench/bench_support.h"
 #include "ztkrn.h"
 
 namespace {
 
 constexpr uint32_t kTableBytes = 32768 * 4;
 
-// A palette with no structure to exploit: pseudo-random colours.
-std::vector<RGBQUAD> ScatteredPalette() {
-    std::vector<RGBQUAD> palette(256);
-    uint32_t state = 12345;
-    for (RGBQUAD &e : palette) {
-        state = state * 1103515245u + 12345u;
-        e.rgbRed = uint8_t(state >> 24);
-        e.rgbGreen = uint8_t(state >> 16);
-        e.rgbBlue = uint8_t(state >> 8);
-        e.rgbReserved = 0;
-    }
-    return palette;
-}
+using ztk::bench::ScatteredPalette;
 
 void BM_CreateUserMatchTable(benchmark::State &state) {
     const auto palette = ScatteredPalette();

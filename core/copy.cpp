@@ -127,6 +127,27 @@ int32_t CopyRectRows(BitmapHandle *target, BitmapHandle *source,
 
 // The new bitmap for a rectangle, with the source's region moved along
 // when a companion module keeps regions.
+// The part of a rectangle that lies on the bitmap; width or height come out
+// zero or negative when nothing does. The sums wrap as the record's
+// arithmetic always has.
+struct ClippedRect {
+    int32_t left, top, width, height;
+};
+
+ClippedRect ClipToBitmap(const BitmapHandle *bitmap, int32_t left,
+                         int32_t top, int32_t width, int32_t height) {
+    ClippedRect clip{};
+    clip.left = left > 0 ? left : 0;
+    clip.top = top > 0 ? top : 0;
+    clip.width =
+        Smaller(int32_t(uint32_t(left) + uint32_t(width)), bitmap->Width) -
+        clip.left;
+    clip.height =
+        Smaller(int32_t(uint32_t(top) + uint32_t(height)), bitmap->Height) -
+        clip.top;
+    return clip;
+}
+
 int32_t MakeRectTarget(BitmapHandle *target, BitmapHandle *source,
                        int32_t left, int32_t top, int32_t width,
                        int32_t height) {
@@ -248,14 +269,11 @@ int32_t ZAPI Z_CopyBitmapRect(BitmapHandle *destination, BitmapHandle *source,
         MakeRectTarget(target, source, left, top, width, height);
     if (made != Z_OK)
         return made;
-    const int32_t sourceLeft = left > 0 ? left : 0;
-    const int32_t sourceTop = top > 0 ? top : 0;
-    const int32_t copyWidth =
-        Smaller(int32_t(uint32_t(left) + uint32_t(width)), source->Width) -
-        sourceLeft;
-    const int32_t copyHeight =
-        Smaller(int32_t(uint32_t(top) + uint32_t(height)), source->Height) -
-        sourceTop;
+    const ClippedRect clip = ClipToBitmap(source, left, top, width, height);
+    const int32_t sourceLeft = clip.left;
+    const int32_t sourceTop = clip.top;
+    const int32_t copyWidth = clip.width;
+    const int32_t copyHeight = clip.height;
     if (copyWidth <= 0 || copyHeight <= 0) {
         // Nothing of the source falls inside: a new destination stays as
         // allocated; the in-place record would serve nobody, so it goes.
@@ -281,16 +299,9 @@ int32_t ZAPI Z_TrimBitmap(BitmapHandle *bitmap, int32_t left, int32_t top,
                           int32_t width, int32_t height) {
     if (!IsAllocated(bitmap))
         return Z_ERR_PARAM;
-    const int32_t newLeft = left > 0 ? left : 0;
-    const int32_t newTop = top > 0 ? top : 0;
-    const int32_t newWidth =
-        Smaller(int32_t(uint32_t(left) + uint32_t(width)), bitmap->Width) -
-        newLeft;
-    const int32_t newHeight =
-        Smaller(int32_t(uint32_t(top) + uint32_t(height)), bitmap->Height) -
-        newTop;
-    return Z_CopyBitmapRect(nullptr, bitmap, newLeft, newTop, newWidth,
-                            newHeight);
+    const ClippedRect clip = ClipToBitmap(bitmap, left, top, width, height);
+    return Z_CopyBitmapRect(nullptr, bitmap, clip.left, clip.top, clip.width,
+                            clip.height);
 }
 
 } // extern "C"

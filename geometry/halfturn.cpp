@@ -57,10 +57,7 @@ int32_t TurnPlainRows(BitmapHandle *bitmap, Progress &progress) {
         if (status != Z_OK)
             return status;
     }
-    auto hook = DispatchSlot<AfterRotateProc>(SLOT_AFTERROTATE);
-    return hook != nullptr
-               ? hook(bitmap, bitmap->Width, bitmap->Height, 18000)
-               : Z_OK;
+    return Z_OK;
 }
 
 } // namespace
@@ -79,9 +76,9 @@ int32_t Z_IntRotateBitmap180(BitmapHandle *bitmap, int32_t fromPercent,
     const int32_t started = progress.Begin();
     if (started != Z_OK)
         return started;
-    if ((bitmap->Flags & BITMAP_COMPRESSED) == 0)
-        return TurnPlainRows(bitmap, progress);
-    const int32_t status = TurnCompressedRows(bitmap, progress);
+    const int32_t status = (bitmap->Flags & BITMAP_COMPRESSED) == 0
+                               ? TurnPlainRows(bitmap, progress)
+                               : TurnCompressedRows(bitmap, progress);
     if (status != Z_OK)
         return status;
     auto hook = DispatchSlot<AfterRotateProc>(SLOT_AFTERROTATE);
