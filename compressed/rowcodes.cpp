@@ -64,70 +64,6 @@ const uint16_t *CodesIn(const uint8_t *record) {
     return reinterpret_cast<const uint16_t *>(record + 4);
 }
 
-// Writes one record's codes over a stored row as they stand.
-int32_t StoreCodes(BitmapHandle *bitmap, RowEntry *entry,
-                   const uint16_t *codes, uint32_t count) {
-    if (count > 0x7FFFFFFFu)
-        return Z_ERR_PARAM;
-    RowTable *table = TableOf(bitmap);
-    uint32_t offset = entry->Offset;
-    if (offset == 0)
-        offset = RowHeapAlloc(&table->RowHeap, count * 2);
-    else if (entry->Count != count)
-        offset = RowHeapResize(&table->RowHeap, offset, count * 2);
-    if (offset == 0)
-        return Z_ERR_NOMEM;
-    std::memmove(CodesAt(table->RowHeap, offset), codes, size_t(count) * 2);
-    entry->Offset = offset;
-    entry->Count = count;
-    return Z_OK;
-}
-
-// A stored row as codes; an unset row is one run of Width 0-bits.
-struct StoredRow {
-    const uint16_t *codes;
-    uint32_t count;
-    uint16_t unset;
-};
-
-void LoadRow(const BitmapHandle *bitmap, uint32_t row, StoredRow &out) {
-    const RowEntry *entry = EntryOf(bitmap, row);
-    out.unset = uint16_t(bitmap->Width);
-    if (entry->Offset == 0) {
-        out.codes = &out.unset;
-        out.count = 1;
-    } else {
-        out.codes = CodesAt(TableOf(bitmap)->RowHeap, entry->Offset);
-        out.count = entry->Count;
-    }
-}
-
-uint8_t ColourOf(uint32_t index) { return (index & 1) != 0 ? kBlack : 0; }
-
-// Walks a stored row code by code, keeping what is left of the code under
-// the cursor.
-struct Walker {
-    const StoredRow &row;
-    uint32_t index = 0;
-    uint32_t avail;
-    explicit Walker(const StoredRow &r) : row(r), avail(r.codes[0]) {}
-    bool done() const { return index >= row.count; }
-    void Next() {
-        ++index;
-        avail = done() ? 0 : row.codes[index];
-    }
-    // Takes up to `want` pixels, moving past a code that is used up.
-    uint32_t Take(uint32_t want) {
-        if (avail <= want) {
-            const uint32_t took = avail;
-            Next();
-            return took;
-        }
-        avail -= want;
-        return want;
-    }
-};
-
 // Whether a write of `bytes` from (row, column) of a plain 1-bit bitmap,
 // running on into the next rows as such writes do, stays in its storage.
 bool FitsStorage(const BitmapHandle *bitmap, uint32_t row, uint32_t column,
@@ -147,7 +83,7 @@ uint32_t ExtractPiece(const BitmapHandle *bitmap, uint32_t row,
     LoadRow(bitmap, row, stored);
     CodeBuilder out(reinterpret_cast<uint16_t *>(record + 4), 0xFFFFFFFFu);
     out.Append(0);
-    Walker walk(stored);
+    RowWalker walk(stored);
     // Codes no longer than what is still to skip are passed over whole,
     // as in an expansion.
     uint32_t skip = column;
@@ -177,7 +113,7 @@ int32_t SplicePiece(BitmapHandle *bitmap, uint32_t row,
     LoadRow(bitmap, row, stored);
     RowTable *table = TableOf(bitmap);
     CodeBuilder out(table->Scratch, table->ScratchSize / 2);
-    Walker walk(stored);
+    RowWalker walk(stored);
     for (uint32_t left = column; left != 0 && !walk.done();) {
         const uint32_t took = walk.Take(left);
         out.Append(took);
@@ -219,6 +155,37 @@ int32_t SplicePiece(BitmapHandle *bitmap, uint32_t row,
 }
 
 } // namespace
+
+int32_t StoreCodes(BitmapHandle *bitmap, RowEntry *entry,
+                   const uint16_t *codes, uint32_t count) {
+    if (count > 0x7FFFFFFFu)
+        return Z_ERR_PARAM;
+    RowTable *table = TableOf(bitmap);
+    uint32_t offset = entry->Offset;
+    if (offset == 0)
+        offset = RowHeapAlloc(&table->RowHeap, count * 2);
+    else if (entry->Count != count)
+        offset = RowHeapResize(&table->RowHeap, offset, count * 2);
+    if (offset == 0)
+        return Z_ERR_NOMEM;
+    std::memmove(CodesAt(table->RowHeap, offset), codes, size_t(count) * 2);
+    entry->Offset = offset;
+    entry->Count = count;
+    return Z_OK;
+}
+
+void LoadRow(const BitmapHandle *bitmap, uint32_t row, StoredRow &out) {
+    const RowEntry *entry = EntryOf(bitmap, row);
+    out.unset = uint16_t(bitmap->Width);
+    if (entry->Offset == 0) {
+        out.codes = &out.unset;
+        out.count = 1;
+    } else {
+        out.codes = CodesAt(TableOf(bitmap)->RowHeap, entry->Offset);
+        out.count = entry->Count;
+    }
+}
+
 } // namespace ztk
 
 using namespace ztk;

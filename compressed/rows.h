@@ -6,9 +6,58 @@
 #include <cstdint>
 
 #include "compressed/heap.h"
+#include "compressed/runs.h"
 #include "ztkrn.h"
 
 namespace ztk {
+
+// A stored row as codes; an unset row is one run of Width 0-bits.
+struct StoredRow {
+    const uint16_t *codes;
+    uint32_t count;
+    uint16_t unset;
+};
+void LoadRow(const BitmapHandle *bitmap, uint32_t row, StoredRow &out);
+
+inline uint8_t ColourOf(uint32_t index) {
+    return (index & 1) != 0 ? kBlack : 0;
+}
+
+// Walks a stored row code by code, keeping what is left of the code under
+// the cursor; the stored codes themselves are never changed.
+struct RowWalker {
+    const StoredRow &row;
+    uint32_t index = 0;
+    uint32_t avail;
+    explicit RowWalker(const StoredRow &r)
+        : row(r), avail(r.count != 0 ? r.codes[0] : 0) {}
+    bool done() const { return index >= row.count; }
+    void Next() {
+        ++index;
+        avail = done() ? 0 : row.codes[index];
+    }
+    // Takes up to `want` pixels, moving past a code that is used up.
+    uint32_t Take(uint32_t want) {
+        if (avail <= want) {
+            const uint32_t took = avail;
+            Next();
+            return took;
+        }
+        avail -= want;
+        return want;
+    }
+};
+
+// Writes a row's codes over a stored row as they stand: the block is
+// resized only when the count changes.
+int32_t StoreCodes(BitmapHandle *bitmap, RowEntry *entry,
+                   const uint16_t *codes, uint32_t count);
+
+// Writes the stretches of `source` that a segment list names into a
+// stored row, rebuilding the row once for the whole list.
+int32_t CompressedRowSegments(BitmapHandle *bitmap, uint8_t *source,
+                              uint32_t row, uint32_t column,
+                              const uint32_t *list, uint32_t pairs);
 
 // Expands a row into `bytes` bytes from `column` (rounded down to a byte).
 // A count longer than the row repeats the same row. Returns the count.

@@ -119,6 +119,12 @@ class CodeBuilder {
         else
             AppendLong(run);
     }
+    // The place after the last code and the room from there, for a
+    // primitive that writes codes directly; Advance takes over what it
+    // wrote up to `end`.
+    uint16_t *end() const { return base_ + size_; }
+    uint32_t room() const { return capacity_ - size_; }
+    void Advance(const uint16_t *end) { size_ = uint32_t(end - base_); }
     void DropLast() {
         if (size_ != 0)
             --size_;

@@ -349,4 +349,63 @@ constexpr uint8_t EndMask(uint32_t phase) {
     return uint8_t(~(0xFFu >> phase));
 }
 
+
+// ---- edge masks of stretches, by depth ------------------------------------
+
+// The pixels a stretch takes in its first byte and in its last, for depths
+// 1 to 7, indexed by the place of its first pixel (or of the pixel after
+// its last) inside the depth's repeating byte pattern, `pixel & place`.
+// Place 0 starts a byte, where 0xFF stands for the whole byte. Row segments
+// and combine share these; the entries match StartMask and EndMask of the
+// bit phase except start place 2 at 2 bits, 0x0C rather than 0x0F, so that
+// such a stretch never takes the fourth pixel of its first byte. Writers
+// have always had it so and it stays.
+struct EdgeMasks {
+    uint32_t place;
+    uint8_t start[8];
+    uint8_t end[8];
+};
+
+inline constexpr EdgeMasks kEdgeMasks[8] = {
+    {0, {0xFF}, {0xFF}},
+    {7, {0xFF, 0x7F, 0x3F, 0x1F, 0x0F, 0x07, 0x03, 0x01},
+        {0xFF, 0x80, 0xC0, 0xE0, 0xF0, 0xF8, 0xFC, 0xFE}},
+    {3, {0xFF, 0x3F, 0x0C, 0x03}, {0xFF, 0xC0, 0xF0, 0xFC}},
+    {7, {0xFF, 0x1F, 0x03, 0x7F, 0x0F, 0x01, 0x3F, 0x07},
+        {0xFF, 0xE0, 0xFC, 0x80, 0xF0, 0xFE, 0xC0, 0xF8}},
+    {1, {0xFF, 0x0F}, {0xFF, 0xF0}},
+    {7, {0xFF, 0x07, 0x3F, 0x01, 0x0F, 0x7F, 0x03, 0x1F},
+        {0xFF, 0xF8, 0xC0, 0xFE, 0xF0, 0x80, 0xFC, 0xE0}},
+    {3, {0xFF, 0x03, 0x0F, 0x3F}, {0xFF, 0xFC, 0xF0, 0xC0}},
+    {7, {0xFF, 0x01, 0x03, 0x07, 0x0F, 0x1F, 0x3F, 0x7F},
+        {0xFF, 0xFE, 0xFC, 0xF8, 0xF0, 0xE0, 0xC0, 0x80}},
+};
+
+// Edge masks of a stretch of sub-byte pixels from `first` to before `end`.
+constexpr uint8_t EdgeStartMask(int32_t bits, uint32_t first) {
+    return kEdgeMasks[bits].start[first & kEdgeMasks[bits].place];
+}
+constexpr uint8_t EdgeEndMask(int32_t bits, uint32_t end) {
+    return kEdgeMasks[bits].end[end & kEdgeMasks[bits].place];
+}
+
+constexpr bool EdgeMasksFollowThePhase() {
+    for (int32_t bits = 1; bits <= 7; ++bits) {
+        for (uint32_t p = 0; p <= kEdgeMasks[bits].place; ++p) {
+            const uint32_t phase = (p * uint32_t(bits)) & 7;
+            const uint8_t start = phase == 0 ? 0xFF : StartMask(phase);
+            const uint8_t end = phase == 0 ? 0xFF : EndMask(phase);
+            const bool quirk = bits == 2 && p == 2;
+            if (kEdgeMasks[bits].end[p] != end ||
+                (kEdgeMasks[bits].start[p] != start) != quirk)
+                return false;
+            if (((kEdgeMasks[bits].place + 1) * uint32_t(bits)) % 8 != 0)
+                return false;
+        }
+    }
+    return true;
+}
+static_assert(EdgeMasksFollowThePhase(),
+              "edge masks are the bit-phase masks but for 0x0C at 2 bits");
+
 } // namespace ztk

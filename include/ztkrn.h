@@ -314,6 +314,33 @@ ZTKRN_EXPORT int32_t ZAPI Z_PutBitmapRowColCompressed(BitmapHandle *bitmap,
                                                       uint32_t column,
                                                       uint32_t pixels);
 
+/* Writes the stretches of a prepared row that a segment list names, and
+ * nothing else, into row `row` of a bitmap of any depth and tier.
+ * `source` holds a full row in the bitmap's own layout; `list` holds pairs
+ * of unsigned values, the first pixel of a stretch and the pixel after its
+ * last, ascending and not overlapping, `count` values in all (an odd count
+ * takes the value after the list as the last end). The source is indexed
+ * by the plain pixel numbers, the bitmap at `column` plus them; at depths
+ * below 8 and at 12 bits `column` starts a byte. Sub-byte stretches merge
+ * their first and last bytes under the edge masks (at 2 bits a stretch
+ * starting on a byte's third pixel leaves the fourth alone). With `keep`
+ * non-zero a 32-bit pixel keeps its fourth byte and a 16-bit colour pixel
+ * its top bit; on the temporary-file tier such a write reads the stretch
+ * but leaves the file as it was. On a compressed bitmap the row is rebuilt
+ * once for the whole list and the first source byte of a stretch that
+ * starts inside a byte is changed during the call and put back; Size is
+ * brought up to date. Rows and pixels are not checked against the bitmap,
+ * but for compressed rows.
+ * Returns Z_OK, or Z_ERR_NOMEM (no work buffer, the row heap can't grow),
+ * Z_ERR_SEEK, Z_ERR_READ or Z_ERR_WRITE on the file tier, Z_ERR_PARAM for
+ * a compressed row outside the bitmap or whose codes don't add up. A plain
+ * row may be left partly written when a later stretch fails. */
+ZTKRN_EXPORT int32_t ZAPI Z_PutBitmapRowSegments(BitmapHandle *bitmap,
+                                                 void *source, uint32_t row,
+                                                 uint32_t column,
+                                                 const uint32_t *list,
+                                                 uint32_t count, int32_t keep);
+
 /* ------------------------------------------------------------------ */
 /* Palettes                                                        */
 /* ------------------------------------------------------------------ */
