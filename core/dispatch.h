@@ -26,6 +26,12 @@ using AfterSizeProc = int32_t(ZAPI *)(BitmapHandle *bitmap, int32_t width,
                                       int32_t height);
 using AfterRotateProc = int32_t(ZAPI *)(BitmapHandle *bitmap, int32_t width,
                                         int32_t height, int32_t angle);
+using RegionBoundsProc = int32_t(ZAPI *)(BitmapHandle *bitmap, int32_t option,
+                                         RECT *rect);
+using RegionMaxValuesProc = int32_t(ZAPI *)(BitmapHandle *bitmap,
+                                            uint32_t *count);
+using RegionSegmentsProc = int32_t(ZAPI *)(BitmapHandle *bitmap, uint32_t row,
+                                           uint32_t *list, uint32_t *count);
 using PixelInRegionProc = int32_t(ZAPI *)(BitmapHandle *bitmap, int32_t row,
                                           int32_t column);
 
