@@ -13,18 +13,13 @@
 #include "core/context.h"
 #include "core/guards.h"
 #include "core/os/os.h"
+#include "core/packed.h"
 #include "gate/gate.h"
 
 namespace ztk {
 
 bool IsAllowedDepth(int32_t bitsPerPixel) {
-    switch (bitsPerPixel) {
-    case 1: case 2: case 3: case 4: case 5: case 6: case 7: case 8:
-    case 12: case 16: case 24: case 32:
-        return true;
-    default:
-        return false;
-    }
+    return IsStoredDepth(bitsPerPixel);
 }
 
 uint32_t StrideOf(int32_t width, int32_t bitsPerPixel) {
@@ -38,11 +33,12 @@ bool StorageSizeIsExact(const BitmapHandle *bitmap, uint32_t height,
                         uint32_t size) {
     if (bitmap->Width < 0)
         return false;
-    uint64_t stride =
-        ((uint64_t(uint32_t(bitmap->Width)) * uint32_t(bitmap->BitsPerPixel) +
-          31u) >> 3) & ~uint64_t(3);
-    uint64_t exact = stride * height + bitmap->DataOffset;
-    return stride == bitmap->BytesPerLine && exact == size;
+    const uint64_t stride =
+        StrideOf64(uint32_t(bitmap->Width), uint32_t(bitmap->BitsPerPixel));
+    uint32_t exact = 0;
+    return stride == bitmap->BytesPerLine &&
+           PixelMemoryBytes(stride, height, bitmap->DataOffset, exact) &&
+           exact == size;
 }
 
 namespace {

@@ -83,14 +83,29 @@ class SilencedStatus {
     ZSTATUSCALLBACK saved_;
 };
 
-// The ending of every operation that changes dimensions: release the
-// caller's pixels (its palette and region now live on in the replacement)
-// and take over the replacement's record, so the caller's pointer stays
-// valid.
+// Whether the caller's palette and region go with its old image when a
+// replacement takes its place: Keep when the replacement carries the same
+// objects on (Z_FreeImage with flag 0), Free when the replacement has its
+// own (flag 1).
+enum class CallerObjects { Keep, Free };
+
+// The ending of every operation that puts a new record in place of the
+// caller's: release the caller's image by the rule and take over the
+// replacement's 34 words, so the caller's pointer stays valid.
 inline void ReplaceRecord(BitmapHandle *caller,
-                          const BitmapHandle *replacement) {
-    Z_FreeImage(caller, 0);
+                          const BitmapHandle *replacement,
+                          CallerObjects objects = CallerObjects::Keep) {
+    Z_FreeImage(caller, objects == CallerObjects::Free ? 1 : 0);
     std::memcpy(caller, replacement, sizeof(BitmapHandle));
+}
+
+// The same for a replacement in a record of its own, which is freed once
+// its words have moved.
+inline void ReplaceRecord(BitmapHandle *caller,
+                          OsBuffer<BitmapHandle> &replacement,
+                          CallerObjects objects) {
+    ReplaceRecord(caller, replacement.get(), objects);
+    replacement.Reset();
 }
 
 } // namespace ztk

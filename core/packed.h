@@ -17,23 +17,27 @@
 
 namespace ztk {
 
-// Byte offset of a column's first byte, truncating, for any depth. Depths
-// outside the list count as one byte a pixel.
+// The bits a pixel takes in a row: the depth itself for every depth the
+// library stores, and one byte for anything else, which the single-pixel
+// paths have always read as bytes.
+constexpr uint32_t StoredBits(int32_t bitsPerPixel) {
+    return (bitsPerPixel >= 1 && bitsPerPixel <= 8) || bitsPerPixel == 12 ||
+                   bitsPerPixel == 16 || bitsPerPixel == 24 ||
+                   bitsPerPixel == 32
+               ? uint32_t(bitsPerPixel)
+               : 8u;
+}
+
+// Byte offset of a column's first byte, truncating, for any depth.
 constexpr uint32_t ColumnToByteOffset(int32_t bitsPerPixel, uint32_t column) {
-    switch (bitsPerPixel) {
-    case 1: return column >> 3;
-    case 2: return column >> 2;
-    case 3: return (column * 3) >> 3;
-    case 4: return column >> 1;
-    case 5: return (column * 5) >> 3;
-    case 6: return (column * 3) >> 2;
-    case 7: return (column * 7) >> 3;
-    case 12: return column + (column >> 1);
-    case 16: return column * 2;
-    case 24: return column * 3;
-    case 32: return column * 4;
-    default: return column;
-    }
+    return uint32_t((uint64_t(column) * StoredBits(bitsPerPixel)) >> 3);
+}
+
+// Where a column starts inside its first byte, in bits from the top: the
+// place in the stream below 8 bits, 0 or 4 for the two halves of a 12-bit
+// pair, 0 for whole-byte depths.
+constexpr uint32_t BitPhase(int32_t bitsPerPixel, uint32_t column) {
+    return (column * StoredBits(bitsPerPixel)) & 7u;
 }
 
 // Bytes that hold `pixels` pixels at a depth, rounded up to whole bytes.
@@ -42,39 +46,68 @@ constexpr uint32_t PackedBytes(int32_t bitsPerPixel, uint32_t pixels) {
         (uint64_t(pixels) * uint32_t(bitsPerPixel) + 7) >> 3);
 }
 
-// ---- sub-byte depths, depth known at compile time -------------------------
+// ---- bit streams moved by less than a byte ---------------------------------
 
+// Moves a stream of `count` bytes (at least one) up, towards byte 0, by
+// `shift` bits (1 to 7); the last byte fills from below with zeros.
+inline void ShiftBitsUp(uint8_t *bytes, uint32_t count, uint32_t shift) {
+    for (uint32_t i = 0; i + 1 < count; ++i)
+        bytes[i] = uint8_t((bytes[i] << shift) | (bytes[i + 1] >> (8 - shift)));
+    bytes[count - 1] = uint8_t(bytes[count - 1] << shift);
+}
+
+// Moves a stream of `count` bytes (at least one) down by `shift` bits (1
+// to 7); the first byte fills from above with zeros and the bits that fall
+// out of the last byte are lost.
+inline void ShiftBitsDown(uint8_t *bytes, uint32_t count, uint32_t shift) {
+    for (uint32_t i = count - 1; i >= 1; --i)
+        bytes[i] = uint8_t((bytes[i] >> shift) | (bytes[i - 1] << (8 - shift)));
+    bytes[0] = uint8_t(bytes[0] >> shift);
+}
+
+// ---- sub-byte fields ---------------------------------------------------------
+
+// The bits of a sub-byte pixel that starts `phase` bits into `bytes`, and
+// their replacement; a pixel that crosses into the next byte is taken as a
+// big-endian pair, as everywhere in the stream.
+constexpr uint32_t GetBitsAt(const uint8_t *bytes, uint32_t phase,
+                             uint32_t bits) {
+    const uint32_t mask = (1u << bits) - 1;
+    if (phase + bits <= 8)
+        return (uint32_t(bytes[0]) >> (8 - bits - phase)) & mask;
+    const uint32_t pair = (uint32_t(bytes[0]) << 8) | bytes[1];
+    return (pair >> (16 - bits - phase)) & mask;
+}
+
+constexpr void PutBitsAt(uint8_t *bytes, uint32_t phase, uint32_t bits,
+                         uint32_t value) {
+    const uint32_t mask = (1u << bits) - 1;
+    value &= mask;
+    if (phase + bits <= 8) {
+        const uint32_t shift = 8 - bits - phase;
+        bytes[0] = uint8_t((bytes[0] & ~(mask << shift)) | (value << shift));
+        return;
+    }
+    const uint32_t shift = 16 - bits - phase;
+    uint32_t pair = (uint32_t(bytes[0]) << 8) | bytes[1];
+    pair = (pair & ~(mask << shift)) | (value << shift);
+    bytes[0] = uint8_t(pair >> 8);
+    bytes[1] = uint8_t(pair);
+}
+
+// Pixel x of a stream whose depth is known at compile time.
 template <int Bits>
 constexpr uint32_t GetPacked(const uint8_t *row, uint32_t x) {
     static_assert(Bits >= 1 && Bits <= 7, "sub-byte depths only");
-    constexpr uint32_t mask = (1u << Bits) - 1;
     const uint32_t bit = x * Bits;
-    const uint32_t byte = bit >> 3;
-    const uint32_t phase = bit & 7;
-    if (phase + Bits <= 8)
-        return (uint32_t(row[byte]) >> (8 - Bits - phase)) & mask;
-    const uint32_t pair = (uint32_t(row[byte]) << 8) | row[byte + 1];
-    return (pair >> (16 - Bits - phase)) & mask;
+    return GetBitsAt(row + (bit >> 3), bit & 7, Bits);
 }
 
 template <int Bits>
 constexpr void PutPacked(uint8_t *row, uint32_t x, uint32_t value) {
     static_assert(Bits >= 1 && Bits <= 7, "sub-byte depths only");
-    constexpr uint32_t mask = (1u << Bits) - 1;
     const uint32_t bit = x * Bits;
-    const uint32_t byte = bit >> 3;
-    const uint32_t phase = bit & 7;
-    value &= mask;
-    if (phase + Bits <= 8) {
-        const uint32_t shift = 8 - Bits - phase;
-        row[byte] = uint8_t((row[byte] & ~(mask << shift)) | (value << shift));
-        return;
-    }
-    const uint32_t shift = 16 - Bits - phase;
-    uint32_t pair = (uint32_t(row[byte]) << 8) | row[byte + 1];
-    pair = (pair & ~(mask << shift)) | (value << shift);
-    row[byte] = uint8_t(pair >> 8);
-    row[byte + 1] = uint8_t(pair);
+    PutBitsAt(row + (bit >> 3), bit & 7, Bits, value);
 }
 
 // ---- 12-bit pairs ------------------------------------------------------------
@@ -263,25 +296,104 @@ struct Layout32 {
     }
 };
 
+// ---- per-depth facts and the one dispatcher ----------------------------------
+
+// What code that walks pixels needs to know of a depth, fixed at compile
+// time. A depth the library doesn't store has bits 0.
+struct DepthTraits {
+    int32_t bits;
+    // A bit stream of 1 to 7 bits.
+    bool subByte;
+    // A pixel shares a byte with another pixel, so that writing it alone
+    // means reading the byte first (below 8 bits, and 12).
+    bool sharesBytes;
+    // Bytes of a pixel for whole-byte depths, 0 below 8 bits and at 12.
+    uint32_t bytesPerPixel;
+};
+
+constexpr DepthTraits MakeDepthTraits(int32_t bits) {
+    const bool stored = StoredBits(bits) == uint32_t(bits);
+    if (!stored)
+        return DepthTraits{0, false, false, 0};
+    const bool subByte = bits < 8;
+    const bool wholeBytes = bits % 8 == 0;
+    return DepthTraits{bits, subByte, !wholeBytes,
+                       wholeBytes ? uint32_t(bits) / 8 : 0};
+}
+
+struct DepthTable {
+    DepthTraits depth[33];
+};
+
+constexpr DepthTable MakeDepthTable() {
+    DepthTable t{};
+    for (int32_t bits = 0; bits <= 32; ++bits)
+        t.depth[bits] = MakeDepthTraits(bits);
+    return t;
+}
+
+inline constexpr DepthTable kDepthTable = MakeDepthTable();
+
+constexpr const DepthTraits &TraitsOf(int32_t bitsPerPixel) {
+    return kDepthTable.depth[bitsPerPixel >= 0 && bitsPerPixel <= 32
+                                 ? bitsPerPixel
+                                 : 0];
+}
+
+// Whether a bitmap may have the depth: 1 to 8, 12, 16, 24 or 32 bits.
+constexpr bool IsStoredDepth(int32_t bitsPerPixel) {
+    return TraitsOf(bitsPerPixel).bits != 0;
+}
+
+template <int Bits>
+struct LayoutOfDepth {
+    using type = LayoutPacked<Bits>;
+};
+template <> struct LayoutOfDepth<8> { using type = Layout8; };
+template <> struct LayoutOfDepth<12> { using type = Layout12; };
+template <> struct LayoutOfDepth<16> { using type = Layout16; };
+template <> struct LayoutOfDepth<24> { using type = Layout24; };
+template <> struct LayoutOfDepth<32> { using type = Layout32; };
+
+// A depth as a type: its width, its facts and its layout, for kernels
+// instantiated once per depth.
+template <int Bits>
+struct Depth {
+    static constexpr int32_t kBits = Bits;
+    static constexpr DepthTraits kTraits = MakeDepthTraits(Bits);
+    static_assert(kTraits.bits == Bits, "a depth the library stores");
+    using Layout = typename LayoutOfDepth<Bits>::type;
+};
+
+// Calls f with the Depth<> of a stored depth and returns true; false,
+// without calling, for any other. The only switch on depth that kernels
+// need: everything below it is chosen at compile time.
+template <typename F>
+bool WithDepth(int32_t bitsPerPixel, F &&f) {
+    switch (bitsPerPixel) {
+    case 1: f(Depth<1>{}); return true;
+    case 2: f(Depth<2>{}); return true;
+    case 3: f(Depth<3>{}); return true;
+    case 4: f(Depth<4>{}); return true;
+    case 5: f(Depth<5>{}); return true;
+    case 6: f(Depth<6>{}); return true;
+    case 7: f(Depth<7>{}); return true;
+    case 8: f(Depth<8>{}); return true;
+    case 12: f(Depth<12>{}); return true;
+    case 16: f(Depth<16>{}); return true;
+    case 24: f(Depth<24>{}); return true;
+    case 32: f(Depth<32>{}); return true;
+    default: return false;
+    }
+}
+
 // Calls f with the layout of a depth (0 meaning 8-bit samples) and returns
 // true; false, without calling, for a depth that has no layout.
 template <typename F>
 bool WithLayout(int32_t bitsPerPixel, F &&f) {
-    switch (bitsPerPixel) {
-    case 0: case 8: f(Layout8{}); return true;
-    case 1: f(LayoutPacked<1>{}); return true;
-    case 2: f(LayoutPacked<2>{}); return true;
-    case 3: f(LayoutPacked<3>{}); return true;
-    case 4: f(LayoutPacked<4>{}); return true;
-    case 5: f(LayoutPacked<5>{}); return true;
-    case 6: f(LayoutPacked<6>{}); return true;
-    case 7: f(LayoutPacked<7>{}); return true;
-    case 12: f(Layout12{}); return true;
-    case 16: f(Layout16{}); return true;
-    case 24: f(Layout24{}); return true;
-    case 32: f(Layout32{}); return true;
-    default: return false;
-    }
+    return WithDepth(bitsPerPixel == 0 ? 8 : bitsPerPixel, [&f](auto depth) {
+        f(typename decltype(depth)::Layout{});
+    });
 }
 
 // Rewrites `count` pixels from one layout to another, pixel x of `source`
@@ -310,34 +422,6 @@ void MapPixels(const uint8_t *source, uint8_t *destination, uint32_t count,
         for (; x < count; ++x)
             Dst::Put(destination, x, fn(Src::Get(source, x)));
     }
-}
-
-// The bits of a sub-byte pixel that starts `phase` bits into `bytes`, and
-// their replacement; a pixel that crosses into the next byte is taken as a
-// big-endian pair, as everywhere in the stream.
-constexpr uint32_t GetBitsAt(const uint8_t *bytes, uint32_t phase,
-                             uint32_t bits) {
-    const uint32_t mask = (1u << bits) - 1;
-    if (phase + bits <= 8)
-        return (uint32_t(bytes[0]) >> (8 - bits - phase)) & mask;
-    const uint32_t pair = (uint32_t(bytes[0]) << 8) | bytes[1];
-    return (pair >> (16 - bits - phase)) & mask;
-}
-
-constexpr void PutBitsAt(uint8_t *bytes, uint32_t phase, uint32_t bits,
-                         uint32_t value) {
-    const uint32_t mask = (1u << bits) - 1;
-    value &= mask;
-    if (phase + bits <= 8) {
-        const uint32_t shift = 8 - bits - phase;
-        bytes[0] = uint8_t((bytes[0] & ~(mask << shift)) | (value << shift));
-        return;
-    }
-    const uint32_t shift = 16 - bits - phase;
-    uint32_t pair = (uint32_t(bytes[0]) << 8) | bytes[1];
-    pair = (pair & ~(mask << shift)) | (value << shift);
-    bytes[0] = uint8_t(pair >> 8);
-    bytes[1] = uint8_t(pair);
 }
 
 // ---- edge masks for runs of sub-byte pixels -----------------------------

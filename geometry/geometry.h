@@ -32,6 +32,17 @@ int32_t Z_IntPutBufferColumn(const uint8_t *buffer, uint8_t *rowPixels,
                              int32_t bitsPerPixel, uint32_t stride,
                              int32_t upward);
 
+// Turns by `angle` hundredths of a degree, clockwise; right angles are
+// exact. `resize` non-zero grows the bitmap to hold the whole picture.
+extern "C" int32_t ZAPI Z_IntRotateBitmapFine(BitmapHandle *bitmap,
+                                              int32_t angle, int32_t resize,
+                                              ColorValue fill,
+                                              int32_t fromPercent,
+                                              int32_t toPercent);
+extern "C" int32_t ZAPI Z_RotateBitmapFine(BitmapHandle *bitmap,
+                                           int32_t angle, int32_t resize,
+                                           ColorValue fill);
+
 namespace ztk::test {
 // Size in bytes above which a compressed bitmap is turned through its runs
 // rather than expanded; 0 puts the usual limit back.

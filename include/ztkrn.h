@@ -579,6 +579,59 @@ ZTKRN_EXPORT int32_t ZAPI Z_MirrorLine(void *row, int32_t width, int32_t bitsPer
 ZTKRN_EXPORT int32_t ZAPI Z_RotateBuffer90(const void *source, void *target, int32_t reverse, int32_t width, int32_t height, int32_t bitsPerPixel);
 
 /* ------------------------------------------------------------------ */
+/* View perspective and coordinates                                    */
+/* ------------------------------------------------------------------ */
+
+/* BitmapHandle.ViewPerspective says how the stored rows hold the picture:
+ * 0 as seen, 2 rows bottom up (the default of Z_InitBitmap), 4 the picture
+ * turned a quarter counter-clockwise into storage, 8 a quarter clockwise.
+ * At 4 and 8 Width and Height are those of the stored form. Conversions
+ * treat any other value as 0. */
+
+/* Stores the bitmap in a new perspective, moving its pixels.
+ * destination: null (or the source itself) to change the source in place;
+ *   otherwise a record that receives an independent copy (own storage,
+ *   palette and region) in the new perspective, the source left alone.
+ * source: an allocated bitmap. perspective: 0, 2, 4 or 8.
+ * Returns Z_OK; Z_ERR_PARAM for a null or unallocated source; Z_ERR_GATE
+ * when 4 or 8 is asked for and the licence gate withholds
+ * SUPPORT_VIEW_PERSPECTIVE; Z_ERR_NOMEM or the code of a failed copy, flip
+ * or turn. A failed destination is left freed; a failed in-place change
+ * leaves the bitmap as the failing step left it. Progress is not
+ * reported. */
+ZTKRN_EXPORT int32_t ZAPI Z_ChangeBitmapViewPerspective(BitmapHandle *destination, BitmapHandle *source, int32_t perspective);
+/* The worker of Z_ChangeBitmapViewPerspective, without the licence gate,
+ * for sibling modules. options: the DUP_* options with which a destination
+ * is made (and undone on failure); ignored without a destination. Returns
+ * as Z_ChangeBitmapViewPerspective, Z_ERR_PARAM only for a null source. */
+ZTKRN_EXPORT int32_t ZAPI Z_IntChangeBitmapViewPerspective(BitmapHandle *destination, BitmapHandle *source, int32_t perspective, uint32_t options);
+/* Turns the picture clockwise by `degrees` (any multiple of 90, negative
+ * or beyond 360 included), by changing only ViewPerspective where that is
+ * enough and otherwise flipping or half-turning the pixels as well.
+ * Returns Z_OK (at once for a whole number of turns); Z_ERR_GATE when the
+ * licence gate withholds SUPPORT_VIEW_PERSPECTIVE; Z_ERR_PARAM for any
+ * other angle, a null or unallocated bitmap, or a ViewPerspective other
+ * than 0, 2, 4 and 8; the code of a failed flip (perspective unchanged) or
+ * half turn (perspective already changed). */
+ZTKRN_EXPORT int32_t ZAPI Z_RotateBitmapViewPerspective(BitmapHandle *bitmap, int32_t degrees);
+/* Converts the point (*x, *y) from the bitmap's stored coordinates to
+ * those of `perspective`. Returns Z_OK, or Z_ERR_PARAM for a null
+ * argument. */
+ZTKRN_EXPORT int32_t ZAPI Z_PointFromBitmap(BitmapHandle *bitmap, int32_t perspective, int32_t *x, int32_t *y);
+/* Converts the point (*x, *y) given in the coordinates of `perspective`
+ * to the bitmap's stored ones. Returns Z_OK, or Z_ERR_PARAM for a null
+ * argument. */
+ZTKRN_EXPORT int32_t ZAPI Z_PointToBitmap(BitmapHandle *bitmap, int32_t perspective, int32_t *x, int32_t *y);
+/* Converts a rectangle (right and bottom exclusive) from the bitmap's
+ * stored coordinates to those of `perspective`, in place. Returns Z_OK, or
+ * Z_ERR_PARAM for a null argument. */
+ZTKRN_EXPORT int32_t ZAPI Z_RectFromBitmap(BitmapHandle *bitmap, int32_t perspective, RECT *rect);
+/* Converts a rectangle given in the coordinates of `perspective` to the
+ * bitmap's stored ones, in place. Returns Z_OK, or Z_ERR_PARAM for a null
+ * argument. */
+ZTKRN_EXPORT int32_t ZAPI Z_RectToBitmap(BitmapHandle *bitmap, int32_t perspective, RECT *rect);
+
+/* ------------------------------------------------------------------ */
 /* Regions                                                             */
 /* ------------------------------------------------------------------ */
 

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <string>
 
+#include "core/guards.h"
 #include "core/os/os.h"
 #include "core/testhooks.h"
 #include "tests/support/support.h"
@@ -274,6 +275,27 @@ TEST(FreeImage, FlagZeroHandsPaletteAndRegionToTheCaller) {
     EXPECT_EQ(ztk::os::PaletteEntryCount(palette), 2u); // still alive
     EXPECT_EQ(Z_DeleteZarnRgn(region), Z_OK);
     ztk::os::PaletteDelete(palette);
+}
+
+// The caller's palette goes with its old image only under Free; either way
+// the caller's record becomes the replacement's words and the old pixels go.
+TEST(ReplaceRecord, TheRuleDecidesWhetherTheCallersPaletteGoes) {
+    using ztk::CallerObjects;
+    for (CallerObjects objects : {CallerObjects::Keep, CallerObjects::Free}) {
+        Bitmap caller(8, 8, 8), replacement(4, 2, 8);
+        ASSERT_EQ(Z_AllocateBitmap(caller.get(), MEMORY_ANY), Z_OK);
+        ASSERT_EQ(Z_AllocateBitmap(replacement.get(), MEMORY_ANY), Z_OK);
+        ZHPALETTE palette = ztk::os::PaletteCreate(nullptr, 2);
+        caller->Palette = palette;
+        const int64_t before = ztk::test::LiveUsage().objects;
+        ztk::ReplaceRecord(caller.get(), replacement.get(), objects);
+        EXPECT_TRUE(SameRecord(caller.h, replacement.h));
+        const bool keep = objects == CallerObjects::Keep;
+        EXPECT_EQ(ztk::test::LiveUsage().objects, before - (keep ? 1 : 2));
+        if (keep)
+            ztk::os::PaletteDelete(palette);
+        replacement.h = BitmapHandle{}; // its words live on in the caller
+    }
 }
 
 TEST(FreeImage, AnUnallocatedBitmapIsLeftAlone) {

@@ -3,6 +3,7 @@
 
 #include <vector>
 
+#include "core/bitmap.h"
 #include "core/packed.h"
 
 namespace {
@@ -84,6 +85,57 @@ TEST(Packed, EdgeMasks) {
     EXPECT_EQ(ztk::EndMask(8), 0xFF);
     EXPECT_EQ(ztk::PackedBytes(3, 5), 2u);
     EXPECT_EQ(ztk::PackedBytes(12, 3), 5u);
+}
+
+// Column positions from bit arithmetic: column * depth bits into the row,
+// one byte a pixel for depths the library doesn't store.
+TEST(Packed, ColumnPlacesFollowFromTheDepth) {
+    const int32_t depths[] = {1, 2, 3, 4, 5, 6, 7, 8, 12, 16, 24, 32, 0, 9, 33};
+    for (int32_t depth : depths) {
+        const bool stored = ztk::IsStoredDepth(depth);
+        const uint64_t bits = stored ? uint32_t(depth) : 8;
+        EXPECT_EQ(ztk::TraitsOf(depth).bits, stored ? depth : 0);
+        int32_t seen = 0;
+        ztk::WithDepth(depth, [&](auto d) { seen = d.kBits; });
+        EXPECT_EQ(seen, stored ? depth : 0);
+        for (uint32_t column : {0u, 1u, 2u, 3u, 5u, 7u, 0x7FFFFFFFu}) {
+            EXPECT_EQ(ztk::ColumnToByteOffset(depth, column),
+                      uint32_t(column * bits / 8))
+                << depth << " bits, column " << column;
+            EXPECT_EQ(ztk::BitPhase(depth, column), column * bits % 8);
+        }
+    }
+}
+
+TEST(Packed, RowShiftsMoveTheStreamAndFillWithZeros) {
+    uint8_t up[3] = {0x81, 0xC3, 0xFF};
+    ztk::ShiftBitsUp(up, 3, 3); // 10000001 11000011 11111111 << 3
+    EXPECT_EQ(up[0], 0x0E);
+    EXPECT_EQ(up[1], 0x1F);
+    EXPECT_EQ(up[2], 0xF8);
+    uint8_t down[4] = {0x81, 0xC3, 0xFF, 0xAA};
+    ztk::ShiftBitsDown(down, 3, 3); // the low 3 bits of 0xFF fall out
+    EXPECT_EQ(down[0], 0x10);
+    EXPECT_EQ(down[1], 0x38);
+    EXPECT_EQ(down[2], 0x7F);
+    EXPECT_EQ(down[3], 0xAA);
+}
+
+TEST(PixelMemory, RefusesWhatWouldWrapThirtyTwoBits) {
+    uint32_t bytes = 7;
+    EXPECT_TRUE(ztk::PixelMemoryBytes(4, 3, 40, bytes));
+    EXPECT_EQ(bytes, 52u);
+    EXPECT_TRUE(ztk::PixelMemoryBytes(0x10000, 0xFFFF, 0xFFFF, bytes));
+    EXPECT_EQ(bytes, 0xFFFFFFFFu);
+    bytes = 7;
+    EXPECT_FALSE(ztk::PixelMemoryBytes(0x10000, 0xFFFF, 0x10000, bytes));
+    EXPECT_FALSE(ztk::PixelMemoryBytes(0x10000, 0x10000, 0, bytes));
+    EXPECT_FALSE(ztk::PixelMemoryBytes(uint64_t(1) << 32, 1, 0, bytes));
+    EXPECT_FALSE(ztk::PixelMemoryBytes(1, 0xFFFFFFFFu, 1, bytes));
+    EXPECT_EQ(bytes, 7u);
+    // (0x7FFFFFFF * 32 + 31) >> 3 needs 34 bits; the record's form wraps.
+    EXPECT_EQ(ztk::StrideOf64(0x7FFFFFFF, 32), 0x1FFFFFFFCull);
+    EXPECT_EQ(ztk::StrideOf(0x7FFFFFFF, 32), 0x1FFFFFFCu);
 }
 
 } // namespace
