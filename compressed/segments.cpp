@@ -134,15 +134,15 @@ class FileRow {
 
 // One writer per depth class. Each takes the stretch's start and end in
 // source pixels, with the row cursor already at the stretch's first byte.
+template <int Bits>
 struct SubByteStretch {
-    int32_t bits;
     template <class Row>
     int32_t Put(Row &row, const uint8_t *source, uint32_t start,
-                 uint32_t end) const {
-        const uint32_t first = ColumnToByteOffset(bits, start);
-        uint32_t span = uint32_t(((uint64_t(end) * uint32_t(bits) + 7) >> 3) - first);
-        uint8_t startMask = EdgeStartMask(bits, start);
-        const uint8_t endMask = EdgeEndMask(bits, end);
+                uint32_t end) const {
+        const uint32_t first = ColumnToByteOffset(Bits, start);
+        uint32_t span = uint32_t(((uint64_t(end) * Bits + 7) >> 3) - first);
+        uint8_t startMask = EdgeStartMask(Bits, start);
+        const uint8_t endMask = EdgeEndMask(Bits, end);
         if (span < 2)
             startMask &= endMask;
         const uint8_t *from = source + first;
@@ -187,12 +187,12 @@ struct TwelveStretch {
     }
 };
 
+template <uint32_t Bytes>
 struct WholeStretch {
-    uint32_t bytes;
     template <class Row>
     int32_t Put(Row &row, const uint8_t *source, uint32_t start,
                 uint32_t end) const {
-        return row.Copy(source + size_t(start) * bytes, (end - start) * bytes);
+        return row.Copy(source + size_t(start) * Bytes, (end - start) * Bytes);
     }
 };
 
@@ -248,19 +248,24 @@ template <class Row>
 int32_t PutPlain(BitmapHandle *bitmap, Row &row, const uint8_t *source,
                  uint32_t rowOffset, uint32_t column, const uint32_t *list,
                  uint32_t pairs, bool keep) {
+    int32_t result = Z_ERR_BITSPERPIXEL;
     auto put = [&](const auto &stretch) {
-        return PutPairs(bitmap, row, stretch, source, rowOffset, column, list,
-                        pairs);
+        result = PutPairs(bitmap, row, stretch, source, rowOffset, column,
+                          list, pairs);
     };
-    const int32_t bits = bitmap->BitsPerPixel;
-    if (bits >= 1 && bits <= 7)
-        return put(SubByteStretch{bits});
-    if (bits == 12)
-        return put(TwelveStretch{});
-    if (keep)
-        return bits == 32 ? put(KeepStretch<KeepTop<4>>{})
-                          : put(KeepStretch<KeepTop<2>>{});
-    return put(WholeStretch{bits >= 16 ? uint32_t(bits) / 8 : 1u});
+    WithDepth(bitmap->BitsPerPixel, [&](auto depth) {
+        constexpr DepthTraits traits = decltype(depth)::kTraits;
+        if constexpr (traits.subByte)
+            put(SubByteStretch<traits.bits>{});
+        else if constexpr (traits.sharesBytes)
+            put(TwelveStretch{});
+        else if constexpr (traits.bytesPerPixel == 4 || traits.bytesPerPixel == 2)
+            keep ? put(KeepStretch<KeepTop<traits.bytesPerPixel>>{})
+                 : put(WholeStretch<traits.bytesPerPixel>{});
+        else
+            put(WholeStretch<traits.bytesPerPixel>{});
+    });
+    return result;
 }
 
 } // namespace

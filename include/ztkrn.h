@@ -333,8 +333,9 @@ ZTKRN_EXPORT int32_t ZAPI Z_PutBitmapRowColCompressed(BitmapHandle *bitmap,
  * but for compressed rows.
  * Returns Z_OK, or Z_ERR_NOMEM (no work buffer, the row heap can't grow),
  * Z_ERR_SEEK, Z_ERR_READ or Z_ERR_WRITE on the file tier, Z_ERR_PARAM for
- * a compressed row outside the bitmap or whose codes don't add up. A plain
- * row may be left partly written when a later stretch fails. */
+ * a compressed row outside the bitmap or whose codes don't add up,
+ * Z_ERR_BITSPERPIXEL for a depth no bitmap has. A plain row may be left
+ * partly written when a later stretch fails. */
 ZTKRN_EXPORT int32_t ZAPI Z_PutBitmapRowSegments(BitmapHandle *bitmap,
                                                  void *source, uint32_t row,
                                                  uint32_t column,
