@@ -649,7 +649,24 @@ typedef struct ZarnRgn {
     uint32_t *SecondList;
 } ZarnRgn;
 
+/* Deletes a region record in the order its fields are known: the bounds
+ * cleared, both lists freed, the second and then the first handle deleted,
+ * the record freed. Returns Z_OK, or Z_ERR_PARAM for null. */
 ZTKRN_EXPORT int32_t ZAPI Z_DeleteZarnRgn(ZarnRgn *region);
+
+/* Sets every pixel of the bitmap's region (the whole bitmap without a
+ * companion module) to `color`, resolved once to the bitmap's layout:
+ * a palette entry at 1 to 8 bits, a gray sample under the gray window, or
+ * the colour's channels. Pad bits and bytes are left alone. The bitmap is
+ * not checked: it must be allocated. The status callback hears 0, then on
+ * the temporary-file tier the rows of the region's bounds, elsewhere 100.
+ * Returns Z_OK, Z_ERR_NOMEM, whatever the region's bounds question returns
+ * other than Z_OK, or the callback's answer when it stops the fill (rows
+ * written stay written). A row that fails to write is passed over. */
+ZTKRN_EXPORT int32_t ZAPI Z_FillBitmap(BitmapHandle *bitmap, ColorValue color);
+/* The same with raw pixel value 0 (index 0, black, gray 0), no colour
+ * resolution. */
+ZTKRN_EXPORT int32_t ZAPI Z_ClearBitmap(BitmapHandle *bitmap);
 
 /* ------------------------------------------------------------------ */
 /* Extension dispatch                                                  */

@@ -74,4 +74,32 @@ class Companion {
     uint32_t maxValues_;
 };
 
+// Records what the status callback hears for as long as it lives; the
+// call numbered `stopAt` (from 1) answers `stopWith`.
+class StatusLog {
+  public:
+    explicit StatusLog(size_t stopAt = 0, int32_t stopWith = Z_OK)
+        : stopAt_(stopAt), stopWith_(stopWith) {
+        current_ = this;
+        Z_SetStatusCallBack(Listen);
+    }
+    ~StatusLog() {
+        Z_SetStatusCallBack(nullptr);
+        current_ = nullptr;
+    }
+    StatusLog(const StatusLog &) = delete;
+    StatusLog &operator=(const StatusLog &) = delete;
+    std::vector<int32_t> heard;
+
+  private:
+    static int32_t ZAPI Listen(int32_t percent) {
+        current_->heard.push_back(percent);
+        return current_->heard.size() == current_->stopAt_ ? current_->stopWith_
+                                                           : Z_OK;
+    }
+    static inline StatusLog *current_ = nullptr;
+    size_t stopAt_;
+    int32_t stopWith_;
+};
+
 } // namespace ztk::testing
